@@ -1,0 +1,371 @@
+#include "link_store/ProductGeometryObjects3D.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+#include <utility>
+
+#include <qDebugTools/Assert.h>
+#include <qKernel/ComponentPath.h>
+#include <qProdData3D/CreateProductGeometryObjects3D.h>
+
+namespace {
+
+// The tests of a LinkSet, for every 32-bit value: "changes" for changing operations, "reads" for queries. They are
+// bit tests, so that values without a name have a meaning as well.
+bool ChangesUnique(LinkSet set) {
+  return (static_cast<std::uint32_t>(set) & ~std::uint32_t{2}) == 0;
+}
+
+bool ChangesValidated(LinkSet set) {
+  return static_cast<std::uint32_t>(set) <= 1;
+}
+
+bool ReadsUnique(LinkSet set) {
+  return set == LinkSet::Unique;
+}
+
+template <class Tag, class Links>
+auto& Index(Links& links) {
+  return links.template get<Tag>();
+}
+
+// The record of one link, or the end of the set's byMetaKey index. The unique set is searched by key, since it holds
+// a key once.
+auto FindLink(const UniqueLinks& links, const UniqueMetaObjectKey& key, const GeometryObject3D& geometry) {
+  const auto& index = Index<byMetaKey>(links);
+  const auto found = index.find(key);
+  return found != index.end() && AreEquivalent(found->geometry, geometry) ? found : index.end();
+}
+
+auto FindLink(const ValidatedLinks& links, const UniqueMetaObjectKey& key, const GeometryObject3D& geometry) {
+  return links.project<byMetaKey>(Index<byLink>(links).find(LinkReference{key, geometry}));
+}
+
+// Erases the records with this key, or geometry object, from the sets chosen. Both ranges are found before the first
+// record goes, because `what` may refer into a record, and nothing is allocated, so that removing cannot fail.
+template <class Tag, class What>
+void EraseAll(UniqueLinks& uniqueLinks, ValidatedLinks& validatedLinks, const What& what, LinkSet set) {
+  auto& uniqueIndex = Index<Tag>(uniqueLinks);
+  auto& validatedIndex = Index<Tag>(validatedLinks);
+  const auto uniqueRange =
+      ChangesUnique(set) ? uniqueIndex.equal_range(what) : std::pair(uniqueIndex.end(), uniqueIndex.end());
+  const auto validatedRange =
+      ChangesValidated(set) ? validatedIndex.equal_range(what) : std::pair(validatedIndex.end(), validatedIndex.end());
+  uniqueIndex.erase(uniqueRange.first, uniqueRange.second);
+  validatedIndex.erase(validatedRange.first, validatedRange.second);
+}
+
+// The key of the first record with this geometry object, or the null key.
+template <class Links>
+const UniqueMetaObjectKey& FirstKey(const Links& links, const GeometryObject3D& geometry) {
+  const auto& index = Index<byGeometry>(links);
+  const auto found = index.lower_bound(geometry);
+  return found != index.end() && !(geometry < found->geometry) ? found->metaKey : UniqueMetaObjectKey::null;
+}
+
+// Every change of a stored record goes through these two. The container re-sorts the record in all its indexes and
+// erases it where it now collides in a unique one, or where the assignment throws; that loss is part of the contract.
+template <class Links, class Position>
+void AssignKey(Links& links, Position position, const UniqueMetaObjectKey& key) {
+  Index<byMetaKey>(links).modify(position, [&key](ProductGeometryObject3D& record) { record.metaKey = key; });
+}
+
+template <class Links, class Position, class Geometry>
+void AssignGeometry(Links& links, Position position, Geometry&& geometry) {
+  Index<byGeometry>(links).modify(position, [&geometry](ProductGeometryObject3D& record) {
+    record.geometry = std::forward<Geometry>(geometry);
+  });
+}
+
+// `from` is not compared with `to`: with equivalent ones this finds the same record for ever. A fresh search for
+// each record, since a change moves or erases the one found before.
+template <class Links>
+void ReplaceGeometry(Links& links, const GeometryObject3D& from, const GeometryObject3D& to) {
+  const auto& index = Index<byGeometry>(links);
+  for (auto found = index.find(from); found != index.end(); found = index.find(from)) {
+    AssignGeometry(links, found, to);
+  }
+}
+
+// As ReplaceGeometry; equal keys do not end either.
+template <class Links>
+void ReplaceKey(Links& links, const UniqueMetaObjectKey& from, const UniqueMetaObjectKey& to) {
+  const auto& index = Index<byMetaKey>(links);
+  for (auto found = index.find(from); found != index.end(); found = index.find(from)) {
+    AssignKey(links, found, to);
+  }
+}
+
+// The geometry objects of the links whose component path lies in the branch, in byGeometry order. A list of copies,
+// because the changes that follow move records within the index that is walked here.
+template <class Links>
+std::vector<GeometryObject3D> GeometryInBranch(const Links& links, const ComponentPath& branchOutermostFirst) {
+  std::vector<GeometryObject3D> result;
+  ComponentPath path;
+  for (const ProductGeometryObject3D& record : Index<byGeometry>(links)) {
+    path = record.geometry.componentPath;
+    path.Reverse();
+    if (branchOutermostFirst.IsSubDirectory(path)) {
+      result.push_back(record.geometry);
+    }
+  }
+  return result;
+}
+
+template <class Links>
+void MoveBranch(Links& links, const ComponentPath& fromOutermostFirst, const MbPath& to) {
+  const auto& index = Index<byGeometry>(links);
+  for (GeometryObject3D& geometry : GeometryInBranch(links, fromOutermostFirst)) {
+    // Of several links to one geometry object this finds the first that is left; each has an entry in the list.
+    const auto found = index.find(geometry);
+    if (found == index.end()) {
+      continue;  // an earlier change of this pass dropped or changed it
+    }
+    Q_ASSERT_CALLER(to.Count() <= geometry.componentPath.Count());
+    std::copy(to.begin(), to.end(), geometry.componentPath.end() - to.Count());
+    AssignGeometry(links, found, std::move(geometry));
+  }
+}
+
+using KeyMap = std::map<UniqueMetaObjectKey, UniqueMetaObjectKey>;
+
+template <class Links>
+void GenerateMissingKeys(const Links& links, KeyMap& newKeys) {
+  for (const ProductGeometryObject3D& record : Index<byMetaKey>(links)) {
+    const auto position = newKeys.lower_bound(record.metaKey);
+    if (position == newKeys.end() || record.metaKey < position->first) {
+      newKeys.emplace_hint(position, record.metaKey, UniqueMetaObjectKey::Generate());
+    }
+  }
+}
+
+// One link for each entry, on purpose also where several carry the old key: the first of them takes the new one.
+template <class Links>
+void RenewFirstLinks(Links& links, const KeyMap& newKeys) {
+  const auto& index = Index<byMetaKey>(links);
+  for (const auto& [oldKey, newKey] : newKeys) {
+    const auto found = index.find(oldKey);
+    if (found != index.end()) {
+      AssignKey(links, found, newKey);
+    }
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<IProductGeometryObjects3D> CreateProductGeometryObjects3D(
+    std::function<bool(const ProductGeometryObject3D&)> validator) {
+  auto store = std::make_unique<ProductGeometryObjects3D>();
+  store->ProductGeometryObjects3D::SetLinkValidater(validator);
+  return store;
+}
+
+ProductGeometryObjects3D::ProductGeometryObjects3D() = default;
+ProductGeometryObjects3D::~ProductGeometryObjects3D() = default;
+
+void ProductGeometryObjects3D::SetLinkValidater(LinkValidator validator) {
+  linkValidator = validator;
+  // The pass has a validator of its own: one that keeps state in itself starts from what was handed in, and what the
+  // pass adds to that state does not reach the stored one.
+  std::vector<ProductGeometryObject3D> rejected;
+  const LinkVisitor gatherRejected = [&rejected, ask = std::move(validator)](const ProductGeometryObject3D& record) {
+    if (!ask(record)) {
+      rejected.push_back(record);
+    }
+  };
+  ProductGeometryObjects3D::ForEachLink(gatherRejected, LinkSet::Validated);
+  for (const ProductGeometryObject3D& record : rejected) {
+    ProductGeometryObjects3D::RemoveLink(record.geometry, record.metaKey, LinkSet::Validated);
+  }
+}
+
+void ProductGeometryObjects3D::AddLink(const UniqueMetaObjectKey& key, const GeometryObject3D& geometry, LinkSet set) {
+  ProductGeometryObject3D record{key, GeometryObject3D()};
+  record.geometry = geometry;
+  if (ChangesUnique(set)) {
+    auto& index = Index<byGeometry>(uniqueLinks);
+    auto position = index.lower_bound(record.geometry);
+    if (position != index.end() && !(record.geometry < position->geometry)) {
+      position = index.erase(position);
+    }
+    // A key that is linked already keeps its link, although the link of the geometry object is gone by now: the two
+    // rules of the unique set differ, and callers rely on it.
+    if (ChangesValidated(set)) {
+      index.insert(position, record);
+    } else {
+      index.insert(position, std::move(record));
+    }
+  }
+  if (ChangesValidated(set) && linkValidator(record)) {
+    validatedLinks.insert(std::move(record));
+  }
+}
+
+void ProductGeometryObjects3D::AddLinks(const UniqueMetaObjectKey& key, const std::vector<GeometryObject3D>& list,
+                                        LinkSet set) {
+  const UniqueMetaObjectKey ownKey = key;  // `key` may refer to a link that one of these calls removes
+  for (const GeometryObject3D& geometry : list) {
+    ProductGeometryObjects3D::AddLink(ownKey, geometry, set);
+  }
+}
+
+void ProductGeometryObjects3D::RemoveGeometryObjectLinks(const GeometryObject3D& geometry, LinkSet set) {
+  EraseAll<byGeometry>(uniqueLinks, validatedLinks, geometry, set);
+}
+
+void ProductGeometryObjects3D::RemoveLink(const GeometryObject3D& geometry, const UniqueMetaObjectKey& key,
+                                          LinkSet set) {
+  // Found in both sets before anything is erased, because the arguments may refer into the record that goes first.
+  const auto inUnique = ChangesUnique(set) ? FindLink(uniqueLinks, key, geometry) : uniqueLinks.end();
+  const auto inValidated = ChangesValidated(set) ? FindLink(validatedLinks, key, geometry) : validatedLinks.end();
+  if (inUnique != uniqueLinks.end()) {
+    uniqueLinks.erase(inUnique);
+  }
+  if (inValidated != validatedLinks.end()) {
+    validatedLinks.erase(inValidated);
+  }
+}
+
+void ProductGeometryObjects3D::RemoveMetaObjectLinks(const UniqueMetaObjectKey& key, LinkSet set) {
+  EraseAll<byMetaKey>(uniqueLinks, validatedLinks, key, set);
+}
+
+void ProductGeometryObjects3D::RemoveMetaObjectsLinks(const std::set<UniqueMetaObjectKey>& keys, LinkSet set) {
+  for (const UniqueMetaObjectKey& key : keys) {
+    ProductGeometryObjects3D::RemoveMetaObjectLinks(key, set);
+  }
+}
+
+void ProductGeometryObjects3D::ClearLinks() noexcept {
+  uniqueLinks.clear();
+  validatedLinks.clear();
+}
+
+bool ProductGeometryObjects3D::HasLink(const UniqueMetaObjectKey& key, const GeometryObject3D& geometry,
+                                       LinkSet set) const {
+  // Equal geometry objects are equivalent, and a set holds one link at most for a key and equivalent geometry
+  // objects: if that one is not equal, none is.
+  if (ReadsUnique(set)) {
+    const auto found = FindLink(uniqueLinks, key, geometry);
+    return found != uniqueLinks.end() && found->geometry == geometry;
+  }
+  const auto found = FindLink(validatedLinks, key, geometry);
+  return found != validatedLinks.end() && found->geometry == geometry;
+}
+
+const UniqueMetaObjectKey& ProductGeometryObjects3D::GetMetaObjectKey(const GeometryObject3D& geometry,
+                                                                      LinkSet set) const {
+  return ReadsUnique(set) ? FirstKey(uniqueLinks, geometry) : FirstKey(validatedLinks, geometry);
+}
+
+std::vector<UniqueMetaObjectKey> ProductGeometryObjects3D::GetMetaObjectKeys(const GeometryObject3D& geometry) const {
+  const auto& index = Index<byGeometry>(validatedLinks);
+  const auto [first, last] = index.equal_range(geometry);
+  std::vector<UniqueMetaObjectKey> result;
+  result.reserve(static_cast<std::size_t>(std::distance(first, last)));
+  std::transform(first, last, std::back_inserter(result), [](const auto& record) { return record.metaKey; });
+  return result;
+}
+
+std::vector<GeometryObject3D> ProductGeometryObjects3D::GetGeometryObjects(const UniqueMetaObjectKey& key,
+                                                                           LinkSet set) const {
+  std::vector<GeometryObject3D> result;
+  const auto copyAll = [&result, &key](const auto& index) {
+    const auto [first, last] = index.equal_range(key);
+    result.reserve(static_cast<std::size_t>(std::distance(first, last)));
+    std::transform(first, last, std::back_inserter(result), [](const auto& record) { return record.geometry; });
+  };
+  if (ReadsUnique(set)) {
+    copyAll(Index<byMetaKey>(uniqueLinks));
+  } else {
+    copyAll(Index<byMetaKey>(validatedLinks));
+  }
+  return result;
+}
+
+GeometryObject3D ProductGeometryObjects3D::GetGeometryObject(const UniqueMetaObjectKey& key) const {
+  const auto& index = Index<byMetaKey>(uniqueLinks);
+  const auto found = index.find(key);
+  return found != index.end() ? found->geometry : GeometryObject3D();
+}
+
+IfSomething* ProductGeometryObjects3D::MetaObjectToSomething(const UniqueMetaObjectKey& key,
+                                                             const IfDocObject& document) const {
+  return ProductGeometryObjects3D::GetGeometryObject(key).ToSomething(document);
+}
+
+CompTrObject<IfSomething> ProductGeometryObjects3D::MetaObjectToWrapper(const UniqueMetaObjectKey& key,
+                                                                        const IfDocObject& document,
+                                                                        IfComponent* component) const {
+  return ProductGeometryObjects3D::GetGeometryObject(key).ToWrapper(document, component);
+}
+
+KeyMap ProductGeometryObjects3D::RegenerateMetaObjectKeys() {
+  KeyMap newKeys;
+  GenerateMissingKeys(uniqueLinks, newKeys);
+  RenewFirstLinks(uniqueLinks, newKeys);
+  GenerateMissingKeys(validatedLinks, newKeys);
+  RenewFirstLinks(validatedLinks, newKeys);
+  return newKeys;
+}
+
+void ProductGeometryObjects3D::ReplaceGeometryObject(const GeometryObject3D& from, const GeometryObject3D& to) {
+  const GeometryObject3D ownFrom = from;  // `from` may refer into a record that changes
+  ReplaceGeometry(uniqueLinks, ownFrom, to);
+  ReplaceGeometry(validatedLinks, ownFrom, to);
+}
+
+void ProductGeometryObjects3D::ReplaceMetaObjectKey(const UniqueMetaObjectKey& from, const UniqueMetaObjectKey& to,
+                                                    LinkSet set) {
+  const UniqueMetaObjectKey ownFrom = from;  // `from` may refer into a record that changes
+  if (ChangesUnique(set)) {
+    ReplaceKey(uniqueLinks, ownFrom, to);
+  }
+  if (ChangesValidated(set)) {
+    ReplaceKey(validatedLinks, ownFrom, to);
+  }
+}
+
+void ProductGeometryObjects3D::ReplaceComponentPath(const MbPath& from, const MbPath& to) {
+  if (from == to) {
+    return;
+  }
+  ComponentPath fromOutermostFirst(from);
+  fromOutermostFirst.Reverse();
+  const MbPath ownTo = to;  // `to` may refer into a record that changes
+  MoveBranch(uniqueLinks, fromOutermostFirst, ownTo);
+  MoveBranch(validatedLinks, fromOutermostFirst, ownTo);
+}
+
+void ProductGeometryObjects3D::ForEachLink(const LinkVisitor& visitor, LinkSet set) const {
+  if (ReadsUnique(set)) {
+    std::for_each(uniqueLinks.begin(), uniqueLinks.end(), std::cref(visitor));
+  } else {
+    std::for_each(validatedLinks.begin(), validatedLinks.end(), std::cref(visitor));
+  }
+}
+
+std::vector<GeometryObject3D> ProductGeometryObjects3D::GetValidatedOnlyGeometryObjects(const UniqueMetaObjectKey& key,
+                                                                                        bool* sharedFound,
+                                                                                        bool* sharedPartFound) const {
+  std::vector<GeometryObject3D> result = ProductGeometryObjects3D::GetGeometryObjects(key, LinkSet::Validated);
+  if (sharedFound != nullptr) {
+    *sharedFound = false;
+  }
+  if (sharedPartFound != nullptr) {
+    *sharedPartFound = false;
+  }
+  std::erase_if(result, [&](const GeometryObject3D& geometry) {
+    const bool isShared = ProductGeometryObjects3D::HasLink(key, geometry, LinkSet::Unique);
+    if (isShared && sharedFound != nullptr) {
+      *sharedFound = true;
+      // Inside on purpose: the second flag is an addition to the first and is never set without it.
+      if (sharedPartFound != nullptr && geometry.objectType == GeometryObject3D::c_partComponent) {
+        *sharedPartFound = true;
+      }
+    }
+    return isShared;
+  });
+  return result;
+}
