@@ -4,23 +4,24 @@
 
 #include <qSys/ExceptionMode.h>
 
-std::size_t MbPath::GrownCount() const noexcept {
-  const std::size_t count = elements.capacity();
-  // A path at its maximum asks for one more than it may have, which ObtainRoom refuses.
-  return count == c_maxCount ? c_maxCount + 1 : std::min(count + (count * 3 + 4) / 5, c_maxCount);
-}
+static_assert(sizeof(MbPath) == 32, "a link record carries two paths");
 
-bool MbPath::ObtainRoom(std::size_t count) {
-  try {
-    if (count > c_maxCount) {
-      throw std::bad_alloc();
-    }
-    elements.reserve(count);
-    return true;
-  } catch (const std::bad_alloc&) {
+bool MbPath::ObtainRoom(std::size_t newCapacity) {
+  Element* room = newCapacity <= c_maxCount ? new (std::nothrow) Element[newCapacity] : nullptr;
+  if (room == nullptr) {
     if (ExceptionMode::IsEnabled()) {
-      throw;
+      throw std::bad_alloc();
     }
     return false;
   }
+  std::copy(begin(), end(), room);
+  Release();
+  outside = room;
+  capacity = static_cast<std::uint32_t>(newCapacity);
+  return true;
+}
+
+void MbPath::ReleaseOutside() noexcept {
+  delete[] outside;
+  capacity = c_inlineCount;
 }

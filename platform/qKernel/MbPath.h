@@ -6,12 +6,10 @@
 #include <initializer_list>
 #include <utility>
 
-#include <boost/container/small_vector.hpp>
-
 #include <qKernel/Export.h>
 
 /// An array of component indices with an element count. A value: copies own their elements. Up to c_inlineCount
-/// elements live inside the object.
+/// elements live inside the object, which has 32 bytes.
 ///
 /// Where a path gets no memory, ExceptionMode decides: enabled, std::bad_alloc is raised; otherwise the path is left
 /// empty (copying, Reserve) or the element is dropped (Append). Moving never asks for memory.
@@ -23,10 +21,10 @@ class QKERNEL_API MbPath {
   /// More elements than these are treated as memory that could not be obtained.
   static constexpr std::size_t c_maxCount = 0x3FFFFFFF;
 
-  MbPath() noexcept = default;
-  MbPath(std::initializer_list<Element> source) { Assign(source.begin(), source.size()); }
-  MbPath(const MbPath& other) { Assign(other.begin(), other.Count()); }
-  MbPath(MbPath&& other) noexcept : elements(std::move(other.elements)) { other.elements.clear(); }
+  MbPath() noexcept : inside() {}
+  MbPath(std::initializer_list<Element> source) : MbPath() { Assign(source.begin(), source.size()); }
+  MbPath(const MbPath& other) : MbPath() { Assign(other.begin(), other.Count()); }
+  MbPath(MbPath&& other) noexcept : MbPath() { TakeFrom(other); }
   MbPath& operator=(const MbPath& other) {
     if (this != &other) {
       Assign(other.begin(), other.Count());
@@ -35,41 +33,42 @@ class QKERNEL_API MbPath {
   }
   MbPath& operator=(MbPath&& other) noexcept {
     if (this != &other) {
-      elements = std::move(other.elements);
-      other.elements.clear();
+      Release();
+      TakeFrom(other);
     }
     return *this;
   }
-  ~MbPath() = default;
+  ~MbPath() { Release(); }
 
-  std::size_t Count() const noexcept { return elements.size(); }
-  bool IsEmpty() const noexcept { return elements.empty(); }
+  std::size_t Count() const noexcept { return count; }
+  bool IsEmpty() const noexcept { return count == 0; }
 
   /// Positions start at 0 and must be below Count().
-  Element operator[](std::size_t position) const noexcept { return elements.data()[position]; }
-  Element& operator[](std::size_t position) noexcept { return elements.data()[position]; }
+  Element operator[](std::size_t position) const noexcept { return begin()[position]; }
+  Element& operator[](std::size_t position) noexcept { return begin()[position]; }
 
-  const Element* begin() const noexcept { return elements.data(); }
-  const Element* end() const noexcept { return elements.data() + elements.size(); }
-  Element* begin() noexcept { return elements.data(); }
-  Element* end() noexcept { return elements.data() + elements.size(); }
+  const Element* begin() const noexcept { return IsInside() ? inside : outside; }
+  const Element* end() const noexcept { return begin() + count; }
+  Element* begin() noexcept { return IsInside() ? inside : outside; }
+  Element* end() noexcept { return begin() + count; }
 
-  void Clear() noexcept { elements.clear(); }
+  void Clear() noexcept { count = 0; }
   void Reverse() noexcept { std::reverse(begin(), end()); }
 
-  /// Drops the elements and makes room for exactly `count` of them. False when the room could not be obtained: the
-  /// path is then empty and counts as having no storage, whatever still fits inside the object.
-  bool Reserve(std::size_t count) {
-    elements.clear();
-    return count <= elements.capacity() || ObtainRoom(count);
+  /// Drops the elements and makes room for exactly `newCount` of them, unless there is more already. False when the
+  /// room could not be obtained: the path is then empty and counts as having no storage, whatever still fits inside
+  /// the object.
+  bool Reserve(std::size_t newCount) {
+    count = 0;
+    return newCount <= capacity || ObtainRoom(newCount);
   }
 
-  /// Adds an element at the end; a full path grows by 60 %. False when it was dropped for lack of room.
+  /// Adds an element at the end; a full path grows by half of its room. False when it was dropped for lack of room.
   bool Append(Element element) {
-    if (elements.size() == elements.capacity() && !ObtainRoom(GrownCount())) {
+    if (count == capacity && !ObtainRoom(std::size_t{capacity} + capacity / 2)) {
       return false;
     }
-    elements.push_back(element);
+    begin()[count++] = element;
     return true;
   }
 
@@ -90,13 +89,37 @@ class QKERNEL_API MbPath {
   }
 
  private:
-  void Assign(const Element* source, std::size_t count) {
-    if (Reserve(count)) {
-      elements.assign(source, source + count);
+  bool IsInside() const noexcept { return capacity == c_inlineCount; }
+  void Assign(const Element* source, std::size_t newCount) {
+    if (Reserve(newCount)) {
+      std::copy(source, source + newCount, begin());
+      count = static_cast<std::uint32_t>(newCount);
     }
   }
-  std::size_t GrownCount() const noexcept;
-  bool ObtainRoom(std::size_t count);
+  // Takes the elements and leaves `other` empty; this path must be empty and have no storage outside.
+  void TakeFrom(MbPath& other) noexcept {
+    count = std::exchange(other.count, 0);
+    capacity = std::exchange(other.capacity, static_cast<std::uint32_t>(c_inlineCount));
+    if (IsInside()) {
+      std::copy(other.inside, other.inside + c_inlineCount, inside);
+    } else {
+      outside = other.outside;
+    }
+  }
+  void Release() noexcept {
+    if (!IsInside()) {
+      ReleaseOutside();
+    }
+  }
+  // Moves the elements into storage outside with room for `newCapacity` elements, which must be more than there is.
+  bool ObtainRoom(std::size_t newCapacity);
+  void ReleaseOutside() noexcept;
 
-  boost::container::small_vector<Element, c_inlineCount> elements;
+  std::uint32_t count = 0;
+  std::uint32_t capacity = c_inlineCount;
+  // Which of the two holds the elements goes by the capacity: storage outside is always larger than that inside.
+  union {
+    Element inside[c_inlineCount];
+    Element* outside;
+  };
 };

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include <qKernel/MbPath.h>
+
+namespace host {
+
+/// Results go to standard output, everything else to standard error.
+
+void PrintLine(std::string_view line);
+void PrintWarning(std::string_view text);
+
+/// Throws HostError when standard output did not take everything printed so far.
+void FinishOutput();
+
+using Row = std::vector<std::string>;
+using RowVisitor = std::function<void(const Row&)>;
+/// Calls the visitor for every row, the same ones in the same order each time.
+using RowSource = std::function<void(const RowVisitor&)>;
+
+/// Prints a heading and the rows in columns as wide as their widest text. Asks the source twice and keeps no row.
+void PrintTable(const Row& heading, const RowSource& rows);
+
+/// Prints a list of JSON values, an element to a line, as they come.
+class JsonList {
+ public:
+  JsonList();
+  JsonList(const JsonList&) = delete;
+  JsonList& operator=(const JsonList&) = delete;
+  void Add(const nlohmann::ordered_json& element);
+  /// Ends the list.
+  void Finish();
+
+ private:
+  bool isEmpty = true;
+};
+
+/// The elements of a path, the outermost component first, as PathText writes them.
+nlohmann::ordered_json PathJson(const MbPath& path);
+
+/// Shows how far a long job is on a terminal at standard error, from its second second on; nothing elsewhere.
+class Progress {
+ public:
+  Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  /// Removes what is shown.
+  ~Progress();
+  void Show(std::string_view stage, double fraction);
+
+ private:
+  bool isTerminal;
+  bool isShown = false;
+  double startSeconds;
+};
+
+}  // namespace host

@@ -1,0 +1,65 @@
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <string>
+
+#include <fmt/format.h>
+
+#include "host/HostError.h"
+#include "host/cli/Commands.h"
+#include "host/cli/Output.h"
+
+namespace {
+
+constexpr int c_badInput = 2;
+
+int ReportFailure(const std::string& text) {
+  fmt::print(stderr, "qlinks: {}\n", text);
+  return c_badInput;
+}
+
+// Reads the command line and runs the verb.
+int Run(int argc, char** argv) {
+  CLI::App app{"Keeps a product's data and its 3D model tied together.", "qlinks"};
+  app.set_version_flag("--version", "qlinks " QLINKS_VERSION);
+  app.require_subcommand(1);
+  app.footer(
+      "Component paths are written with the outermost component first, such as 3/1/2; / is the document itself.\n"
+      "Exit status: 0 done; 1 done, and something was found; 2 bad usage or input, with one line that says what.");
+  host::Command command;
+  host::AddImportCommand(app, command);
+  host::AddInfoCommand(app, command);
+  host::AddLinksCommand(app, command);
+  host::AddConvertCommand(app, command);
+  host::AddDumpCommand(app, command);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+      app.exit(error);  // --help and --version, which it prints
+      host::FinishOutput();
+      return 0;
+    }
+    return ReportFailure(fmt::format("{}; 'qlinks --help' shows the usage", error.what()));
+  }
+  const int status = command();
+  host::FinishOutput();
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // A file that reaches its size limit is an error of the write, not the end of the process.
+  std::signal(SIGXFSZ, SIG_IGN);
+  try {
+    return Run(argc, argv);
+  } catch (const host::HostError& error) {
+    return ReportFailure(error.what());
+  } catch (const std::bad_alloc&) {
+    return ReportFailure("out of memory; close other programs or take a smaller file");
+  } catch (const std::exception& error) {
+    return ReportFailure(error.what());
+  }
+}

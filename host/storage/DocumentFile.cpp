@@ -1,0 +1,500 @@
+#include "host/storage/DocumentFile.h"
+
+#include <array>
+#include <cstring>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "host/HostError.h"
+#include "host/model/TextForms.h"
+#include "host/storage/LinksSection.h"
+#include "host/storage/OutputFile.h"
+#include "host/storage/Sqlite.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::int64_t c_applicationId = 0x51504433;  // "QPD3"
+constexpr std::int64_t c_formatVersion = 1;
+
+constexpr std::string_view c_linksStream = "links";
+
+// The tables of the format. A file whose tables are declared otherwise is no document: what a table yields must be its
+// rows and nothing computed.
+struct Table {
+  const char* name;
+  const char* declaration;
+};
+constexpr std::array c_tables = {
+    // Single values: the root product, the next component number of the document itself.
+    Table{"setting", "CREATE TABLE setting (name TEXT PRIMARY KEY, value BLOB NOT NULL) WITHOUT ROWID"},
+    Table{"meta_object",
+          "CREATE TABLE meta_object (key BLOB PRIMARY KEY, type INTEGER NOT NULL, product BLOB NOT NULL, "
+          "holder BLOB NOT NULL, embodiment BLOB NOT NULL) WITHOUT ROWID"},
+    // An object's own properties.
+    Table{"property",
+          "CREATE TABLE property (object BLOB NOT NULL, name TEXT NOT NULL, kind INTEGER NOT NULL, value, "
+          "unit INTEGER NOT NULL, PRIMARY KEY (object, name)) WITHOUT ROWID"},
+    Table{"group_member",
+          "CREATE TABLE group_member (embodiment BLOB NOT NULL, object BLOB NOT NULL, "
+          "PRIMARY KEY (embodiment, object)) WITHOUT ROWID"},
+    // A path is 4 bytes for each component, most significant first, the outermost component first: in the order of
+    // the primary key a component stands directly before what it holds.
+    Table{"component",
+          "CREATE TABLE component (path BLOB PRIMARY KEY, type INTEGER NOT NULL, occurrence BLOB NOT NULL, "
+          "display_name TEXT NOT NULL, file_id TEXT NOT NULL, placement BLOB NOT NULL, next_element INTEGER NOT NULL) WITHOUT ROWID"},
+    Table{"body",
+          "CREATE TABLE body (path BLOB NOT NULL, number INTEGER NOT NULL, name BLOB NOT NULL, type INTEGER NOT NULL, "
+          "display_name TEXT NOT NULL, file_id TEXT NOT NULL, PRIMARY KEY (path, number), UNIQUE (path, name)) WITHOUT ROWID"},
+    Table{"stream",
+          "CREATE TABLE stream (name TEXT PRIMARY KEY, app_version INTEGER NOT NULL, math_version INTEGER NOT NULL, "
+          "bytes BLOB NOT NULL) WITHOUT ROWID"},
+};
+
+// How the kind of a property value is stored. Append only.
+enum class ValueKind : std::int64_t { empty = 0, text = 1, boolean = 2, integer = 3, real = 4, dateTime = 5 };
+
+[[noreturn]] void FailDamaged(const std::filesystem::path& path, std::string_view what) {
+  throw HostError(fmt::format("{}: damaged document: {}; use a copy of it or import the STEP file again",
+                              path.string(), what));
+}
+
+std::string PathBlob(const MbPath& path) {
+  std::string blob;
+  for (std::size_t i = path.Count(); i-- > 0;) {
+    for (int shift = 24; shift >= 0; shift -= 8) {
+      blob += static_cast<char>((path[i] >> shift) & 0xFF);
+    }
+  }
+  return blob;
+}
+
+std::optional<ComponentPath> PathOfBlob(std::string_view blob) {
+  if (blob.size() % 4 != 0) {
+    return std::nullopt;
+  }
+  ComponentPath path;
+  for (std::size_t i = blob.size(); i > 0; i -= 4) {
+    MbPath::Element element = 0;
+    for (std::size_t byte = i - 4; byte < i; ++byte) {
+      element = element << 8 | static_cast<unsigned char>(blob[byte]);
+    }
+    path.Append(element);
+  }
+  return path;
+}
+
+// ---- reading
+
+// An open document with one view of its content, whatever other programs do meanwhile.
+class Source {
+ public:
+  explicit Source(const std::filesystem::path& path) : file(path), database(OpenExisting(path)) {
+    database.Execute("BEGIN");
+    CheckFormat();
+  }
+
+  void Load(Document& document) {
+    LoadSettings(document);
+    LoadMetaObjects(document.productData);
+    LoadProperties(document.productData);
+    LoadGroups(document.productData);
+    LoadComponents(document);
+    LoadBodies(document);
+    LoadStreams(document);
+  }
+
+  Stream LinksSection() {
+    auto rows = database.Prepare("SELECT app_version, math_version, bytes FROM stream WHERE name = ?");
+    rows.BindText(1, c_linksStream);
+    if (!rows.Step()) {
+      FailDamaged(file, "it has no links section");
+    }
+    return ReadStream(rows, 0);
+  }
+
+ private:
+  static Database OpenExisting(const std::filesystem::path& path) {
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status)) {
+      throw HostError(fmt::format("{}: no such file; documents are made by 'qlinks import'", path.string()));
+    }
+    if (std::filesystem::is_directory(status)) {
+      throw HostError(fmt::format("{}: is a folder; name a document", path.string()));
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+      throw HostError(fmt::format("{}: not a file on a disk; name a document", path.string()));
+    }
+    if (std::filesystem::file_size(path, error) == 0) {
+      throw HostError(fmt::format("{}: is empty; documents are made by 'qlinks import'", path.string()));
+    }
+    if (!std::ifstream(path).good()) {
+      throw HostError(fmt::format("{}: cannot be opened; look at the rights of the file", path.string()));
+    }
+    if (!IsDatabaseFile(path)) {
+      throw HostError(fmt::format("{}: not a qlinks document; documents are made by 'qlinks import'", path.string()));
+    }
+    // For writing where that is possible: an interrupted save can only be undone so.
+    return Database(path, SQLITE_OPEN_READWRITE);
+  }
+
+  std::int64_t Pragma(const char* sql) {
+    auto row = database.Prepare(sql);
+    return row.Step() ? row.Integer(0) : 0;
+  }
+
+  void CheckFormat() {
+    if (Pragma("PRAGMA application_id") != c_applicationId) {
+      throw HostError(fmt::format("{}: a database of another program, not a qlinks document", file.string()));
+    }
+    const std::int64_t version = Pragma("PRAGMA user_version");
+    if (version > c_formatVersion) {
+      throw HostError(fmt::format("{}: document format {}, this program knows {}; use a newer qlinks", file.string(),
+                                  version, c_formatVersion));
+    }
+    auto row = database.Prepare("SELECT sql FROM sqlite_schema WHERE type = 'table' AND name = ?");
+    for (const Table& table : c_tables) {
+      row.BindText(1, table.name);
+      if (!row.Step() || row.Bytes(0) != table.declaration) {
+        FailDamaged(file, fmt::format("the table '{}' is missing or of another form", table.name));
+      }
+      while (row.Step()) {
+      }
+    }
+  }
+
+  void LoadSettings(Document& document) {
+    auto rows = database.Prepare("SELECT name, value FROM setting");
+    while (rows.Step()) {
+      if (rows.Bytes(0) == "root_product") {
+        document.productData.SetRootProduct(Key(rows, 1));
+      } else if (rows.Bytes(0) == "next_root_element") {
+        document.nextRootElement = Number32(rows, 1, "setting");
+      }
+    }
+  }
+
+  void LoadMetaObjects(ProductData& data) {
+    auto rows = database.Prepare("SELECT key, type, product, holder, embodiment FROM meta_object ORDER BY key");
+    while (rows.Step()) {
+      MetaObject object;
+      object.type = static_cast<MetaObjectType>(Number32(rows, 1, "meta_object"));
+      object.product = Key(rows, 2);
+      object.holder = Key(rows, 3);
+      object.embodiment = Key(rows, 4);
+      data.Insert(Key(rows, 0), std::move(object));
+    }
+  }
+
+  void LoadProperties(ProductData& data) {
+    auto rows = database.Prepare("SELECT object, name, kind, value, unit FROM property ORDER BY object, name");
+    while (rows.Step()) {
+      MetaObject* object = data.Find(Key(rows, 0));
+      if (object == nullptr) {
+        FailDamaged(file, fmt::format("a property of an object that is not there, {}", KeyText(Key(rows, 0))));
+      }
+      object->properties.insert_or_assign(ToWide(rows.Bytes(1)), Value(rows, 2));
+    }
+  }
+
+  void LoadGroups(ProductData& data) {
+    auto rows = database.Prepare("SELECT embodiment, object FROM group_member ORDER BY embodiment, object");
+    while (rows.Step()) {
+      auto& members = data.AllGroups()[Key(rows, 0)];
+      members.insert(members.end(), Key(rows, 1));
+    }
+  }
+
+  void LoadComponents(Document& document) {
+    auto rows = database.Prepare(
+        "SELECT path, type, occurrence, display_name, file_id, placement, next_element FROM component ORDER BY path");
+    while (rows.Step()) {
+      Component component;
+      component.objectType = Number32(rows, 1, "component");
+      component.occurrence = Key(rows, 2);
+      component.displayName = rows.Bytes(3);
+      component.fileId = rows.Bytes(4);
+      const std::string_view placement = rows.Bytes(5);
+      if (placement.size() != sizeof(component.placement)) {
+        FailDamaged(file, "a component without a placement");
+      }
+      std::memcpy(component.placement.data(), placement.data(), placement.size());
+      component.nextElement = Number32(rows, 6, "component");
+      document.components.emplace_hint(document.components.end(), Path(rows, 0, "component"), std::move(component));
+    }
+  }
+
+  void LoadBodies(Document& document) {
+    auto rows = database.Prepare("SELECT path, name, type, display_name, file_id FROM body ORDER BY path, number");
+    while (rows.Step()) {
+      const ComponentPath path = Path(rows, 0, "body");
+      if (!path.IsEmpty() && !document.components.contains(path)) {
+        FailDamaged(file, fmt::format("a body in component {}, which is not there", PathText(path)));
+      }
+      Body body;
+      body.objectName = MbName(std::string(rows.Bytes(1)));
+      body.objectType = Number32(rows, 2, "body");
+      body.displayName = rows.Bytes(3);
+      body.fileId = rows.Bytes(4);
+      document.bodies.emplace_hint(document.bodies.end(), path, std::vector<Body>())->second.push_back(std::move(body));
+    }
+  }
+
+  void LoadStreams(Document& document) {
+    auto rows = database.Prepare("SELECT name, app_version, math_version, bytes FROM stream WHERE name <> ?");
+    rows.BindText(1, c_linksStream);
+    while (rows.Step()) {
+      document.otherStreams.emplace(rows.Bytes(0), ReadStream(rows, 1));
+    }
+    const Stream section = LinksSection();
+    document.linksVersions = section.versions;
+    try {
+      document.links = ReadLinks(section, &document.productData);
+    } catch (const HostError& error) {
+      throw HostError(fmt::format("{}: {}", file.string(), error.what()));
+    }
+  }
+
+  Stream ReadStream(const Statement& row, int firstColumn) const {
+    Stream stream;
+    stream.versions = {Number32(row, firstColumn, "stream"), Number32(row, firstColumn + 1, "stream")};
+    const std::string_view bytes = row.Bytes(firstColumn + 2);
+    const auto first = reinterpret_cast<const std::byte*>(bytes.data());
+    stream.bytes.assign(first, first + bytes.size());
+    return stream;
+  }
+
+  UniqueMetaObjectKey Key(const Statement& row, int column) const {
+    return UniqueMetaObjectKey(std::string(row.Bytes(column)));
+  }
+
+  ComponentPath Path(const Statement& row, int column, std::string_view table) const {
+    auto path = PathOfBlob(row.Bytes(column));
+    if (!path) {
+      FailDamaged(file, fmt::format("the table '{}' has a path that is none", table));
+    }
+    return *std::move(path);
+  }
+
+  std::uint32_t Number32(const Statement& row, int column, std::string_view table) const {
+    const std::int64_t number = row.Integer(column);
+    if (number < 0 || number > 0xFFFFFFFF) {
+      FailDamaged(file, fmt::format("the table '{}' has a number out of range, {}", table, number));
+    }
+    return static_cast<std::uint32_t>(number);
+  }
+
+  SimplePropVal Value(const Statement& row, int column) const {
+    const auto unit = static_cast<SimplePropVal::UnitId>(Number32(row, column + 2, "property"));
+    switch (static_cast<ValueKind>(row.Integer(column))) {
+      case ValueKind::empty:
+        return SimplePropVal({}, unit);
+      case ValueKind::text:
+        return SimplePropVal(ToWide(row.Bytes(column + 1)), unit);
+      case ValueKind::boolean:
+        return SimplePropVal(row.Integer(column + 1) != 0, unit);
+      case ValueKind::integer:
+        return SimplePropVal(static_cast<int>(row.Integer(column + 1)), unit);
+      case ValueKind::real:
+        return SimplePropVal(row.Real(column + 1), unit);
+      case ValueKind::dateTime:
+        return SimplePropVal(SimplePropVal::DateTime(std::chrono::seconds(row.Integer(column + 1))), unit);
+    }
+    FailDamaged(file, fmt::format("a property of unknown kind, {}", row.Integer(column)));
+  }
+
+  std::filesystem::path file;
+  Database database;
+};
+
+// ---- writing
+
+void BindValue(Statement& row, int kind, int value, const SimplePropVal& property) {
+  std::visit(
+      [&row, kind, value](const auto& held) {
+        using Held = std::decay_t<decltype(held)>;
+        const auto bindKind = [&row, kind](ValueKind stored) { row.Bind(kind, static_cast<std::int64_t>(stored)); };
+        if constexpr (std::is_same_v<Held, std::monostate>) {
+          bindKind(ValueKind::empty);
+          row.BindNull(value);
+        } else if constexpr (std::is_same_v<Held, bool>) {
+          bindKind(ValueKind::boolean);
+          row.Bind(value, std::int64_t{held});
+        } else if constexpr (std::is_same_v<Held, int>) {
+          bindKind(ValueKind::integer);
+          row.Bind(value, std::int64_t{held});
+        } else if constexpr (std::is_same_v<Held, double>) {
+          bindKind(ValueKind::real);
+          row.Bind(value, held);
+        } else if constexpr (std::is_same_v<Held, SimplePropVal::DateTime>) {
+          bindKind(ValueKind::dateTime);
+          row.Bind(value, std::int64_t{held.time_since_epoch().count()});
+        }
+      },
+      property.GetValue());
+}
+
+void WriteMetaObjects(Database& database, const ProductData& data) {
+  auto object = database.Prepare("INSERT INTO meta_object VALUES (?, ?, ?, ?, ?)");
+  auto property = database.Prepare("INSERT INTO property VALUES (?, ?, ?, ?, ?)");
+  for (const auto& [key, metaObject] : data.All()) {
+    object.BindBlob(1, key.Bytes());
+    object.Bind(2, static_cast<std::int64_t>(metaObject.type));
+    object.BindBlob(3, metaObject.product.Bytes());
+    object.BindBlob(4, metaObject.holder.Bytes());
+    object.BindBlob(5, metaObject.embodiment.Bytes());
+    object.Run();
+    for (const auto& [name, value] : metaObject.properties) {
+      const std::string utf8Name = ToUtf8(name);
+      property.BindBlob(1, key.Bytes());
+      property.BindText(2, utf8Name);
+      // A text is converted, and its bytes have to outlive the statement's run.
+      std::string text;
+      if (const auto* wide = std::get_if<std::wstring>(&value.GetValue())) {
+        text = ToUtf8(*wide);
+        property.Bind(3, static_cast<std::int64_t>(ValueKind::text));
+        property.BindText(4, text);
+      } else {
+        BindValue(property, 3, 4, value);
+      }
+      property.Bind(5, static_cast<std::int64_t>(value.GetUnit()));
+      property.Run();
+    }
+  }
+  auto member = database.Prepare("INSERT INTO group_member VALUES (?, ?)");
+  for (const auto& [embodiment, members] : data.AllGroups()) {
+    for (const UniqueMetaObjectKey& key : members) {
+      member.BindBlob(1, embodiment.Bytes());
+      member.BindBlob(2, key.Bytes());
+      member.Run();
+    }
+  }
+}
+
+void WriteModel(Database& database, const Document& document) {
+  auto component = database.Prepare("INSERT INTO component VALUES (?, ?, ?, ?, ?, ?, ?)");
+  for (const auto& [path, value] : document.components) {
+    const std::string blob = PathBlob(path);
+    component.BindBlob(1, blob);
+    component.Bind(2, std::int64_t{value.objectType});
+    component.BindBlob(3, value.occurrence.Bytes());
+    component.BindText(4, value.displayName);
+    component.BindText(5, value.fileId);
+    component.BindBlob(6, std::as_bytes(std::span(value.placement)));
+    component.Bind(7, std::int64_t{value.nextElement});
+    component.Run();
+  }
+  auto row = database.Prepare("INSERT INTO body VALUES (?, ?, ?, ?, ?, ?)");
+  for (const auto& [path, bodies] : document.bodies) {
+    const std::string blob = PathBlob(path);
+    std::int64_t number = 0;
+    for (const Body& body : bodies) {
+      row.BindBlob(1, blob);
+      row.Bind(2, ++number);
+      row.BindBlob(3, body.objectName.Bytes());
+      row.Bind(4, std::int64_t{body.objectType});
+      row.BindText(5, body.displayName);
+      row.BindText(6, body.fileId);
+      row.Run();
+    }
+  }
+}
+
+void WriteStreams(Database& database, const Document& document) {
+  auto row = database.Prepare("INSERT INTO stream VALUES (?, ?, ?, ?)");
+  const auto write = [&row](std::string_view name, const Stream& stream) {
+    row.BindText(1, name);
+    row.Bind(2, std::int64_t{stream.versions.appVersion});
+    row.Bind(3, std::int64_t{stream.versions.mathVersion});
+    row.BindBlob(4, stream.bytes);
+    row.Run();
+  };
+  for (const auto& [name, stream] : document.otherStreams) {
+    write(name, stream);
+  }
+  write(c_linksStream, WriteLinks(*document.links, document.linksVersions));
+}
+
+void WriteSettings(Database& database, const Document& document) {
+  auto row = database.Prepare("INSERT INTO setting VALUES (?, ?)");
+  row.BindText(1, "root_product");
+  row.BindBlob(2, document.productData.RootProduct().Bytes());
+  row.Run();
+  row.BindText(1, "next_root_element");
+  row.Bind(2, std::int64_t{document.nextRootElement});
+  row.Run();
+}
+
+// Where a document stands already it is opened and locked while the new one is made, so that no other program's
+// change gets lost and an interrupted save is undone before its journal could meet the new file.
+std::optional<Database> LockReplaced(const std::filesystem::path& path) {
+  std::error_code error;
+  if (!std::filesystem::exists(path, error) || std::filesystem::is_directory(path, error)) {
+    return std::nullopt;
+  }
+  if (!std::filesystem::is_regular_file(path, error) || !IsDatabaseFile(path)) {
+    throw HostError(fmt::format("{}: exists and is not a qlinks document; choose another name with -o", path.string()));
+  }
+  if (::access(path.c_str(), W_OK) != 0) {
+    throw SqliteError(path, SQLITE_READONLY, "");
+  }
+  Database replaced(path, SQLITE_OPEN_READWRITE);
+  replaced.Execute("BEGIN IMMEDIATE");
+  auto id = replaced.Prepare("PRAGMA application_id");
+  if (!id.Step() || id.Integer(0) != c_applicationId) {
+    throw HostError(fmt::format("{}: a database of another program; choose another name with -o", path.string()));
+  }
+  return replaced;
+}
+
+}  // namespace
+
+bool IsDatabaseFile(const std::filesystem::path& path) {
+  static constexpr std::string_view c_magic{"SQLite format 3\0", 16};
+  std::array<char, 16> head{};
+  std::ifstream in(path, std::ios::binary);
+  in.read(head.data(), head.size());
+  return in.good() && std::string_view(head.data(), head.size()) == c_magic;
+}
+
+std::unique_ptr<Document> LoadDocument(const std::filesystem::path& path) {
+  auto document = std::make_unique<Document>();
+  Source(path).Load(*document);
+  return document;
+}
+
+Stream LoadLinksSection(const std::filesystem::path& path) {
+  return Source(path).LinksSection();
+}
+
+void SaveDocument(const Document& document, const std::filesystem::path& path) {
+  const std::optional<Database> replaced = LockReplaced(path);
+  OutputFile output(path);
+  {
+    Database database(output.TemporaryPath(), SQLITE_OPEN_READWRITE);
+    // The file takes its name only when it is whole and on the disk, so it needs no journal.
+    database.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
+    database.Execute(fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}; BEGIN", c_applicationId,
+                                 c_formatVersion)
+                         .c_str());
+    for (const Table& table : c_tables) {
+      database.Execute(table.declaration);
+    }
+    WriteSettings(database, document);
+    WriteMetaObjects(database, document.productData);
+    WriteModel(database, document);
+    WriteStreams(database, document);
+    database.Execute("COMMIT");
+  }
+  output.Commit();
+}
+
+}  // namespace host

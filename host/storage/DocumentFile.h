@@ -1,0 +1,28 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include "host/model/Document.h"
+
+namespace host {
+
+/// Documents are SQLite files: meta objects, properties, groups, components and bodies as tables, streams as bytes
+/// with the versions that they were written under (docs/document_format.md).
+
+/// True when the file begins like an SQLite file.
+bool IsDatabaseFile(const std::filesystem::path& path);
+
+/// Reads a document whole. Throws HostError for anything that is no readable document of this format. Never null.
+std::unique_ptr<Document> LoadDocument(const std::filesystem::path& path);
+
+/// Reads the links section of a document as it stands there, damaged or not. Throws HostError where the file is no
+/// document or has no links section.
+Stream LoadLinksSection(const std::filesystem::path& path);
+
+/// Writes a document as a new file that appears whole or not at all. A document that stands there already is replaced;
+/// anything else that does, and a document that is read-only or that another program has locked, is left alone and
+/// HostError is thrown.
+void SaveDocument(const Document& document, const std::filesystem::path& path);
+
+}  // namespace host

@@ -1,0 +1,48 @@
+#include "host/storage/LinksSection.h"
+
+#include <fmt/format.h>
+
+#include <qProdData3D/CreateProductGeometryObjects3D.h>
+#include <qProdData3D/ReadMetaObjectsLinks.h>
+#include <qSys/MemoryStreams.h>
+
+#include "host/HostError.h"
+#include "host/model/TextForms.h"
+#include "host/storage/SectionWalker.h"
+#include "host/storage/StrictReader.h"
+
+namespace host {
+
+namespace {
+
+[[noreturn]] void FailDamaged(const SectionFault& fault) {
+  throw HostError(fmt::format("the links section is damaged {}; 'qlinks dump' shows it up to there", FaultText(fault)));
+}
+
+}  // namespace
+
+std::unique_ptr<IProductGeometryObjects3D> ReadLinks(const Stream& section, const IfMetaProductData* metaData) {
+  if (const auto fault = WalkSection(section.bytes, section.versions, {})) {
+    FailDamaged(*fault);
+  }
+  auto links = CreateProductGeometryObjects3D(AcceptAnyLink);
+  StrictReader in(section.bytes, section.versions);
+  try {
+    ReadMetaObjectsLinks(in, *links, metaData);
+  } catch (const StrictReadFailed& failed) {
+    FailDamaged(failed.fault);
+  }
+  return links;
+}
+
+Stream WriteLinks(const IProductGeometryObjects3D& links, const StreamVersions& versions) {
+  MemoryWriter out(versions);
+  links.WriteMetaObjectsLinks(out);
+  if (!out.good()) {
+    throw HostError(fmt::format("the links cannot be written under application version {} and math version {}",
+                                VersionText(versions.appVersion), VersionText(versions.mathVersion)));
+  }
+  return Stream{versions, out.TakeBytes()};
+}
+
+}  // namespace host

@@ -1,0 +1,113 @@
+#include "host/storage/OutputFile.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include "host/HostError.h"
+
+namespace host {
+
+namespace {
+
+// What the signal handler removes; null when there is nothing. The text belongs to the OutputFile.
+std::atomic<const char*> unfinished = nullptr;
+
+constexpr std::array c_endingSignals = {SIGINT, SIGTERM, SIGHUP};
+
+void RemoveUnfinished(int signal) {
+  if (const char* path = unfinished.exchange(nullptr)) {
+    ::unlink(path);
+  }
+  // The handler was taken off when it was called, so this ends the process as the signal would have.
+  std::raise(signal);
+}
+
+void Watch(const char* path) {
+  unfinished = path;
+  struct sigaction action = {};
+  action.sa_handler = RemoveUnfinished;
+  // SA_RESETHAND is an unsigned bit in a signed field.
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  for (const int signal : c_endingSignals) {
+    ::sigaction(signal, &action, nullptr);
+  }
+}
+
+[[noreturn]] void Fail(const std::filesystem::path& path, int error) {
+  const bool isFull = error == ENOSPC || error == EFBIG || error == EDQUOT;
+  throw HostError(isFull ? fmt::format("{}: the disk is full; make room and try again", path.string())
+                         : fmt::format("{}: cannot be written ({}); choose another place with -o", path.string(),
+                                       std::strerror(error)));
+}
+
+void Synchronize(const std::filesystem::path& path, int flags) {
+  const int descriptor = ::open(path.c_str(), flags | O_CLOEXEC);
+  if (descriptor < 0) {
+    Fail(path, errno);
+  }
+  const int error = ::fsync(descriptor) == 0 ? 0 : errno;
+  ::close(descriptor);
+  // Some file systems cannot synchronize a folder.
+  if (error != 0 && error != EINVAL) {
+    Fail(path, error);
+  }
+}
+
+std::filesystem::path FolderOf(const std::filesystem::path& path) {
+  return path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
+}
+
+}  // namespace
+
+OutputFile::OutputFile(std::filesystem::path place) : target(std::move(place)) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(target, ignored)) {
+    throw HostError(fmt::format("{}: is a folder; name a file", target.string()));
+  }
+  if (!std::filesystem::is_directory(FolderOf(target), ignored)) {
+    throw HostError(fmt::format("{}: no such folder {}; make it first", target.string(), FolderOf(target).string()));
+  }
+  std::string name = target.string() + ".XXXXXX";
+  const int descriptor = ::mkostemp(name.data(), O_CLOEXEC);
+  if (descriptor < 0) {
+    Fail(target, errno);
+  }
+  // mkostemp gives rights to the owner alone; a document gets those of any new file.
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  ::fchmod(descriptor, 0666 & ~mask);
+  ::close(descriptor);
+  temporary = std::move(name);
+  Watch(temporary.c_str());
+}
+
+OutputFile::~OutputFile() {
+  unfinished = nullptr;
+  if (!temporary.empty()) {
+    ::unlink(temporary.c_str());
+  }
+}
+
+void OutputFile::Commit() {
+  Synchronize(temporary, O_RDWR);
+  if (::rename(temporary.c_str(), target.c_str()) != 0) {
+    Fail(target, errno);
+  }
+  unfinished = nullptr;
+  temporary.clear();
+  Synchronize(FolderOf(target), O_RDONLY | O_DIRECTORY);
+}
+
+}  // namespace host

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include <sqlite3.h>
+
+#include "host/HostError.h"
+
+namespace host {
+
+/// A failed call of SQLite, told in terms of the file.
+class SqliteError : public HostError {
+ public:
+  SqliteError(const std::filesystem::path& file, int code, std::string_view text);
+  /// The extended result code.
+  int Code() const noexcept { return code; }
+
+ private:
+  int code;
+};
+
+class Statement;
+
+/// A connection to one SQLite file. Every failure throws SqliteError.
+class Database {
+ public:
+  /// `flags` as for sqlite3_open_v2. Waits up to c_busyMilliseconds for another program's lock.
+  Database(std::filesystem::path path, int flags);
+
+  static constexpr int c_busyMilliseconds = 1000;
+
+  void Execute(const char* sql);
+  Statement Prepare(std::string_view sql);
+  bool IsReadOnly() const;
+
+  [[noreturn]] void Fail(int code) const;
+
+ private:
+  struct Close {
+    void operator()(sqlite3* handle) const noexcept { sqlite3_close_v2(handle); }
+  };
+  std::filesystem::path file;
+  std::unique_ptr<sqlite3, Close> connection;
+};
+
+/// A prepared statement; lives no longer than its Database. Parameters count from 1, columns from 0. What is bound
+/// stays alive until the next Step.
+class Statement {
+ public:
+  void Bind(int parameter, std::int64_t value);
+  void Bind(int parameter, double value);
+  void BindText(int parameter, std::string_view text);
+  void BindBlob(int parameter, std::span<const std::byte> bytes);
+  void BindBlob(int parameter, std::string_view bytes);
+  void BindNull(int parameter);
+
+  /// True when there is a row to look at; false when the statement has ended and can be run again.
+  bool Step();
+  /// For statements without rows.
+  void Run();
+
+  bool IsNull(int column) const;
+  std::int64_t Integer(int column) const;
+  double Real(int column) const;
+  /// Good until the next Step. Text as UTF-8, blobs as they are.
+  std::string_view Bytes(int column) const;
+
+ private:
+  friend class Database;
+  struct Finalize {
+    void operator()(sqlite3_stmt* handle) const noexcept { sqlite3_finalize(handle); }
+  };
+  Statement(const Database& owner, sqlite3_stmt* prepared) : database(&owner), statement(prepared) {}
+  void Check(int code) const;
+
+  const Database* database;
+  std::unique_ptr<sqlite3_stmt, Finalize> statement;
+};
+
+}  // namespace host
