@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
+#include <new>
+#include <optional>
 #include <utility>
 
 #include <qDebugTools/Assert.h>
@@ -56,6 +58,37 @@ void EraseAll(UniqueLinks& uniqueLinks, ValidatedLinks& validatedLinks, const Wh
   validatedIndex.erase(validatedRange.first, validatedRange.second);
 }
 
+// A path that gets no memory can come out empty without an exception (ExceptionMode). A look-up with such a copy would
+// find another object, so where one is needed for a look-up the operation ends instead.
+template <class Value>
+Value OwnCopy(const Value& original) {
+  Value copy = original;
+  if (!(copy == original)) {
+    throw std::bad_alloc();
+  }
+  return copy;
+}
+
+// What a repeated look-up searches for. It may refer into a record that the operation changes; from then on a copy
+// takes its place. Until then, and for all other callers, nothing is copied.
+template <class Value>
+class Sought {
+ public:
+  explicit Sought(const Value& caller) : value(&caller) {}
+  const Value& Get() const { return *value; }
+  // To be called with the member of a record that is about to change.
+  void KeepBefore(const Value& changing) {
+    if (&changing == value) {
+      copy = OwnCopy(*value);
+      value = &*copy;
+    }
+  }
+
+ private:
+  const Value* value;
+  std::optional<Value> copy;
+};
+
 // The key of the first record with this geometry object, or the null key.
 template <class Links>
 const UniqueMetaObjectKey& FirstKey(const Links& links, const GeometryObject3D& geometry) {
@@ -81,18 +114,20 @@ void AssignGeometry(Links& links, Position position, Geometry&& geometry) {
 // `from` is not compared with `to`: with equivalent ones this finds the same record for ever. A fresh search for
 // each record, since a change moves or erases the one found before.
 template <class Links>
-void ReplaceGeometry(Links& links, const GeometryObject3D& from, const GeometryObject3D& to) {
+void ReplaceGeometry(Links& links, Sought<GeometryObject3D>& from, const GeometryObject3D& to) {
   const auto& index = Index<byGeometry>(links);
-  for (auto found = index.find(from); found != index.end(); found = index.find(from)) {
+  for (auto found = index.find(from.Get()); found != index.end(); found = index.find(from.Get())) {
+    from.KeepBefore(found->geometry);
     AssignGeometry(links, found, to);
   }
 }
 
 // As ReplaceGeometry; equal keys do not end either.
 template <class Links>
-void ReplaceKey(Links& links, const UniqueMetaObjectKey& from, const UniqueMetaObjectKey& to) {
+void ReplaceKey(Links& links, Sought<UniqueMetaObjectKey>& from, const UniqueMetaObjectKey& to) {
   const auto& index = Index<byMetaKey>(links);
-  for (auto found = index.find(from); found != index.end(); found = index.find(from)) {
+  for (auto found = index.find(from.Get()); found != index.end(); found = index.find(from.Get())) {
+    from.KeepBefore(found->metaKey);
     AssignKey(links, found, to);
   }
 }
@@ -185,8 +220,9 @@ void ProductGeometryObjects3D::AddLink(const UniqueMetaObjectKey& key, const Geo
   record.geometry = geometry;
   if (ChangesUnique(set)) {
     auto& index = Index<byGeometry>(uniqueLinks);
-    auto position = index.lower_bound(record.geometry);
-    if (position != index.end() && !(record.geometry < position->geometry)) {
+    auto position = index.lower_bound(geometry);
+    if (position != index.end() && !(geometry < position->geometry)) {
+      // `geometry` may refer into the record that goes; it is not looked at again.
       position = index.erase(position);
     }
     // A key that is linked already keeps its link, although the link of the geometry object is gone by now: the two
@@ -204,6 +240,9 @@ void ProductGeometryObjects3D::AddLink(const UniqueMetaObjectKey& key, const Geo
 
 void ProductGeometryObjects3D::AddLinks(const UniqueMetaObjectKey& key, const std::vector<GeometryObject3D>& list,
                                         LinkSet set) {
+  if (list.empty()) {
+    return;
+  }
   const UniqueMetaObjectKey ownKey = key;  // `key` may refer to a link that one of these calls removes
   for (const GeometryObject3D& geometry : list) {
     ProductGeometryObjects3D::AddLink(ownKey, geometry, set);
@@ -311,19 +350,19 @@ KeyMap ProductGeometryObjects3D::RegenerateMetaObjectKeys() {
 }
 
 void ProductGeometryObjects3D::ReplaceGeometryObject(const GeometryObject3D& from, const GeometryObject3D& to) {
-  const GeometryObject3D ownFrom = from;  // `from` may refer into a record that changes
-  ReplaceGeometry(uniqueLinks, ownFrom, to);
-  ReplaceGeometry(validatedLinks, ownFrom, to);
+  Sought<GeometryObject3D> sought(from);
+  ReplaceGeometry(uniqueLinks, sought, to);
+  ReplaceGeometry(validatedLinks, sought, to);
 }
 
 void ProductGeometryObjects3D::ReplaceMetaObjectKey(const UniqueMetaObjectKey& from, const UniqueMetaObjectKey& to,
                                                     LinkSet set) {
-  const UniqueMetaObjectKey ownFrom = from;  // `from` may refer into a record that changes
+  Sought<UniqueMetaObjectKey> sought(from);
   if (ChangesUnique(set)) {
-    ReplaceKey(uniqueLinks, ownFrom, to);
+    ReplaceKey(uniqueLinks, sought, to);
   }
   if (ChangesValidated(set)) {
-    ReplaceKey(validatedLinks, ownFrom, to);
+    ReplaceKey(validatedLinks, sought, to);
   }
 }
 
@@ -331,9 +370,9 @@ void ProductGeometryObjects3D::ReplaceComponentPath(const MbPath& from, const Mb
   if (from == to) {
     return;
   }
-  ComponentPath fromOutermostFirst(from);
+  ComponentPath fromOutermostFirst(OwnCopy(from));
   fromOutermostFirst.Reverse();
-  const MbPath ownTo = to;  // `to` may refer into a record that changes
+  const MbPath ownTo = OwnCopy(to);
   MoveBranch(uniqueLinks, fromOutermostFirst, ownTo);
   MoveBranch(validatedLinks, fromOutermostFirst, ownTo);
 }

@@ -6,8 +6,7 @@
 #include <filesystem>
 #include <string>
 
-namespace host
-{
+namespace host {
 
 /// Gives the size of `file` in bytes, having made sure that it is a readable regular file that begins and ends as
 /// the exchange structure of STEP does. Throws StepError otherwise; where the end is missing, with the last line.
@@ -17,4 +16,4 @@ std::uint64_t CheckStepFile(const std::filesystem::path& file);
 /// The file's name as an error text shows it: on one line, whatever it holds.
 std::string ShownName(const std::filesystem::path& file);
 
-} // namespace host
+}  // namespace host

@@ -6,8 +6,7 @@
 
 #include "host/step/StepAssembly.h"
 
-namespace host
-{
+namespace host {
 
 /// The most bodies that one call copies. A small file can claim wrappers in wrappers that stand for more bodies than
 /// any memory holds; what goes beyond stays as it is, and a warning says so.
@@ -25,4 +24,4 @@ inline constexpr std::size_t c_stepMaxFoldedBodies = 1'000'000;
 /// of the result; requires what StepAssembly promises.
 void FoldWrappers(StepAssembly& assembly);
 
-} // namespace host
+}  // namespace host

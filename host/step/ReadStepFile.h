@@ -14,8 +14,7 @@
 
 #include "host/step/StepAssembly.h"
 
-namespace host
-{
+namespace host {
 
 /// Told about once in 0.1 s while a file is read; `stage` is one word in English ("reading", "transferring"),
 /// `fraction` runs from 0 to 1 in each stage. May throw: then the reading ends and the exception passes on.
@@ -31,8 +30,7 @@ inline constexpr std::chrono::milliseconds c_stepInactivityLimit{120'000};
 inline constexpr std::uint64_t c_stepMemoryBase = std::uint64_t{2} << 30;
 inline constexpr std::uint64_t c_stepMemoryPerByte = 100;
 
-struct StepReadOptions
-{
+struct StepReadOptions {
   /// The code page of names written as raw bytes, under one of the names that the error for an unknown one lists.
   /// Empty: UTF-8, as the standard says; bytes that are none are reported as a warning.
   std::string codePage;
@@ -55,4 +53,4 @@ std::filesystem::path FindStepReader();
 /// Several threads may read at the same time.
 StepAssembly ReadStepFile(const std::filesystem::path& file, const StepReadOptions& options = {});
 
-} // namespace host
+}  // namespace host

@@ -10,26 +10,19 @@
 #include <string>
 #include <vector>
 
-namespace host
-{
+namespace host {
 
 /// A STEP file that cannot be read. `what()` is one line without the program's name:
 /// the file, what is wrong, where, and the mend.
-class StepError : public std::runtime_error
-{
-public:
+class StepError : public std::runtime_error {
+ public:
   using std::runtime_error::runtime_error;
 };
 
 /// One body of a product: a solid, or a shell that belongs to no solid (whether it is closed or not: it bounds no
 /// volume by the file's own word).
-struct StepBody
-{
-  enum class Kind
-  {
-    solid,
-    openShell
-  };
+struct StepBody {
+  enum class Kind { solid, openShell };
 
   Kind kind = Kind::solid;
   /// The name of the representation item, as the file has it; often empty, and not unique within the product.
@@ -48,8 +41,7 @@ using StepPlacement = std::array<double, 12>;
 inline constexpr StepPlacement c_stepIdentity{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0};
 
 /// One use of a product in the product that holds it.
-struct StepUse
-{
+struct StepUse {
   /// Index of the used product in StepAssembly::products.
   std::size_t product = 0;
   /// The name of the usage occurrence; may be empty, and is so where there is none.
@@ -67,31 +59,30 @@ struct StepUse
 };
 
 /// A product: a part, an assembly, or an assembly that has bodies of its own as well.
-struct StepProduct
-{
+struct StepProduct {
   /// PRODUCT.name, or the reader's word ("SOLID") for a product that only a generated use names. May be empty.
   std::string name;
   /// PRODUCT.id, by custom the marking (part number). May be empty, or be shared by several products; empty for a
   /// product that only a generated use names.
   std::string id;
-  /// In the order of the file.
+  /// Solids, then shells, each in the order of the file; bodies that folding brings in come after these.
   std::vector<StepBody> bodies;
-  /// In the order of the file.
+  /// Usage occurrences in the order of the file, then uses without one.
   std::vector<StepUse> uses;
 
   bool operator==(const StepProduct&) const = default;
 };
 
 /// A whole file. No product uses itself, neither directly nor through others; all indexes are in range.
-struct StepAssembly
-{
+struct StepAssembly {
   std::vector<StepProduct> products;
   /// Indexes of the products that stand on their own, in the order of the file. Never empty after a successful
   /// reading; a product that is used by another one may be a root as well.
   std::vector<std::size_t> roots;
   /// What an engineer has to know about this reading: one line each, without the file's name.
   std::vector<std::string> warnings;
-  /// The application protocol as the file's header spells it, for example "AUTOMOTIVE_DESIGN { 1 0 10303 214 1 1 1 1 }".
+  /// The application protocol as the file's header spells it, for example "AUTOMOTIVE_DESIGN { 1 0 10303 214 1 1 1 1
+  /// }".
   std::string schema;
 
   bool operator==(const StepAssembly&) const = default;
@@ -107,4 +98,4 @@ std::vector<std::size_t> OrderHoldersFirst(const std::vector<StepProduct>& produ
 /// Linear in the size of `assembly`. Requires an assembly without cycles and with all indexes in range.
 std::uint64_t CountStepOccurrences(const StepAssembly& assembly);
 
-} // namespace host
+}  // namespace host

@@ -22,13 +22,12 @@
 
 #include "host/step/StepAssembly.h"
 
-namespace host
-{
+namespace host {
 
 /// The longest line that a reader accepts, in bytes; a longer one is damage, not data.
 inline constexpr std::size_t c_stepMaxLine = std::size_t{16} << 20;
 
-/// Each gives one line, its line feed included. Bytes that are not UTF-8 become U+FFFD; a placement has to be finite.
+/// Each gives one line, its line feed included. Bytes that are not UTF-8 become U+FFFD; a number has to be finite.
 std::string EncodeStepProgress(std::string_view stage, double fraction);
 std::string EncodeStepWarning(std::string_view text);
 std::string EncodeStepError(std::string_view text);
@@ -40,38 +39,32 @@ std::string EncodeStepRoot(std::size_t product);
 std::string EncodeStepDone();
 /// The lines of a whole assembly, from schema to done, each handed to `write` in turn.
 template <class Write>
-void EncodeStepAssembly(const StepAssembly& assembly, Write&& write)
-{
+void EncodeStepAssembly(const StepAssembly& assembly, Write&& write) {
   write(EncodeStepSchema(assembly.schema));
-  for (const StepProduct& product : assembly.products)
-  {
+  for (const StepProduct& product : assembly.products) {
     write(EncodeStepProduct(product));
-    for (const StepBody& body : product.bodies)
+    for (const StepBody& body : product.bodies) {
       write(EncodeStepBody(body));
-    for (const StepUse& use : product.uses)
+    }
+    for (const StepUse& use : product.uses) {
       write(EncodeStepUse(use));
+    }
   }
-  for (const std::size_t root : assembly.roots)
+  for (const std::size_t root : assembly.roots) {
     write(EncodeStepRoot(root));
-  for (const std::string& warning : assembly.warnings)
+  }
+  for (const std::string& warning : assembly.warnings) {
     write(EncodeStepWarning(warning));
+  }
   write(EncodeStepDone());
 }
 
 /// Builds an assembly from lines, one at a time, and trusts none of them.
-class StepDecoder
-{
-public:
+class StepDecoder {
+ public:
   /// What a line was, as far as a caller has to act on it. The views live until the next call.
-  struct Line
-  {
-    enum class Kind
-    {
-      data,
-      progress,
-      error,
-      done
-    };
+  struct Line {
+    enum class Kind { data, progress, error, done };
 
     Kind kind = Kind::data;
     /// The stage of a progress line, the text of an error line.
@@ -94,11 +87,11 @@ public:
   /// was named, or where a product holds itself, directly or through others.
   StepAssembly Take();
 
-private:
+ private:
   StepAssembly assembly;
   std::string text;
   std::size_t lineNumber = 0;
   Line::Kind last = Line::Kind::data;
 };
 
-} // namespace host
+}  // namespace host

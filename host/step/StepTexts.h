@@ -6,17 +6,15 @@
 #include <string>
 #include <string_view>
 
-namespace host
-{
+namespace host {
 
 /// Gives `text` as one line of valid UTF-8: a run of control characters and line separators becomes one space, none
 /// at either end; what is not UTF-8 becomes U+FFFD, one per maximal ill-formed part.
 std::string CleanStepText(std::string_view text);
 
 /// Looks for bytes that are not UTF-8, in pieces of any size. A run of such bytes counts as one place.
-class Utf8Check
-{
-public:
+class Utf8Check {
+ public:
   void Take(std::string_view piece);
   /// Call after the last piece: a sequence cut off by the end is a place as well.
   void Finish();
@@ -25,7 +23,7 @@ public:
   /// Counted from 1; of meaning only when there are places.
   std::uint64_t FirstLine() const { return firstLine; }
 
-private:
+ private:
   void TakeByte(unsigned char byte);
   void Report();
 
@@ -39,4 +37,4 @@ private:
   bool inPlace = false;
 };
 
-} // namespace host
+}  // namespace host

@@ -65,7 +65,7 @@ class QKERNEL_API MbPath {
 
   /// Adds an element at the end; a full path grows by half of its room. False when it was dropped for lack of room.
   bool Append(Element element) {
-    if (count == capacity && !ObtainRoom(std::size_t{capacity} + capacity / 2)) {
+    if (count == capacity && !ObtainRoom(GrownCapacity())) {
       return false;
     }
     begin()[count++] = element;
@@ -110,6 +110,10 @@ class QKERNEL_API MbPath {
     if (!IsInside()) {
       ReleaseOutside();
     }
+  }
+  // One more than the most there can be where there is no room to grow into.
+  std::size_t GrownCapacity() const noexcept {
+    return capacity < c_maxCount ? std::min<std::size_t>(capacity + capacity / 2, c_maxCount) : c_maxCount + 1;
   }
   // Moves the elements into storage outside with room for `newCapacity` elements, which must be more than there is.
   bool ObtainRoom(std::size_t newCapacity);

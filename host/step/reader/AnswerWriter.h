@@ -9,14 +9,12 @@
 
 #include "host/step/StepAssembly.h"
 
-namespace host
-{
+namespace host {
 
 /// Writes lines to a descriptor that it does not own. When nobody listens any more the program ends: there is
 /// nothing left to do for it.
-class AnswerWriter
-{
-public:
+class AnswerWriter {
+ public:
   explicit AnswerWriter(int answerDescriptor) : descriptor(answerDescriptor) {}
 
   /// Written at once, but at most ten times a second in each stage: a caller may report as often as it likes.
@@ -32,7 +30,7 @@ public:
   /// All lines of a reading that succeeded, the last one included.
   void Assembly(const StepAssembly& assembly);
 
-private:
+ private:
   void Write(std::string_view text);
   void Flush();
 
@@ -42,4 +40,4 @@ private:
   std::chrono::steady_clock::time_point nextProgress;
 };
 
-} // namespace host
+}  // namespace host

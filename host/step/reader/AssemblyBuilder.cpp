@@ -45,284 +45,277 @@
 
 #include "host/step/StepTexts.h"
 
-namespace host
-{
+namespace host {
 
-namespace
-{
+namespace {
 
 // The entities live as long as the models of the document.
 using Definition = const StepBasic_ProductDefinition*;
 using Occurrence = const StepRepr_NextAssemblyUsageOccurrence*;
 
-std::string ToText(const Handle(TCollection_HAsciiString)& text)
-{
-  return text.IsNull() ? std::string()
-                       : CleanStepText({text->ToCString(), static_cast<std::size_t>(text->Length())});
-}
-
-std::string NameOf(const TDF_Label& label)
-{
+std::string NameOf(const TDF_Label& label) {
   Handle(TDataStd_Name) name;
-  if (!label.FindAttribute(TDataStd_Name::GetID(), name))
+  if (!label.FindAttribute(TDataStd_Name::GetID(), name)) {
     return {};
+  }
   std::string text(static_cast<std::size_t>(name->Get().LengthOfCString()), '\0');
   Standard_PCharacter bytes = text.data();
   name->Get().ToUTF8CString(bytes);
   return CleanStepText(text);
 }
 
-Handle(StepBasic_Product) ProductOf(Definition definition)
-{
-  if (definition == nullptr || definition->Formation().IsNull())
+Handle(StepBasic_Product) ProductOf(Definition definition) {
+  if (definition == nullptr || definition->Formation().IsNull()) {
     return {};
+  }
   return definition->Formation()->OfProduct();
 }
 
 // AP242 lets a usage name its ends through a select type that may hold a reference instead.
-Definition Used(const StepRepr_NextAssemblyUsageOccurrence& occurrence)
-{
+Definition Used(const StepRepr_NextAssemblyUsageOccurrence& occurrence) {
   return occurrence.RelatedProductDefinition().get();
 }
 
-Definition Holder(const StepRepr_NextAssemblyUsageOccurrence& occurrence)
-{
+Definition Holder(const StepRepr_NextAssemblyUsageOccurrence& occurrence) {
   return occurrence.RelatingProductDefinition().get();
 }
 
-std::string ShownName(Definition definition)
-{
+std::string ShownName(Definition definition) {
   const Handle(StepBasic_Product) product = ProductOf(definition);
-  if (product.IsNull())
+  if (product.IsNull()) {
     return {};
+  }
   const std::string name = ToText(product->Name());
   return name.empty() ? ToText(product->Id()) : name;
 }
 
-gp_Trsf TransformationOf(const TDF_Label& component)
-{
+gp_Trsf TransformationOf(const TDF_Label& component) {
   return XCAFDoc_ShapeTool::GetLocation(component).Transformation();
 }
 
-StepPlacement ToPlacement(const gp_Trsf& transformation)
-{
+StepPlacement ToPlacement(const gp_Trsf& transformation) {
   StepPlacement placement{};
-  for (int row = 0; row < 3; ++row)
-    for (int column = 0; column < 4; ++column)
+  for (int row = 0; row < 3; ++row) {
+    for (int column = 0; column < 4; ++column) {
       placement[static_cast<std::size_t>(row * 4 + column)] = transformation.Value(row + 1, column + 1);
+    }
+  }
   return placement;
 }
 
-class Builder
-{
-public:
+class Builder {
+ public:
   Builder(const StepDocument& from, AnswerWriter& to) : document(from), answer(to) {}
 
-  StepAssembly Build()
-  {
+  StepAssembly Build() {
     assembly.schema = document.Schema();
-    for (const Handle(XSControl_WorkSession)& session : document.Sessions())
+    for (const Handle(XSControl_WorkSession) & session : document.Sessions()) {
       IndexEntities(session);
+    }
     AddFreeShapes();
     FillProducts();
     AddStandaloneDefinitions();
     FillProducts();
-    if (OrderHoldersFirst(assembly.products).size() != assembly.products.size())
+    if (OrderHoldersFirst(assembly.products).size() != assembly.products.size()) {
       throw StepError("a product holds itself; export it again");
+    }
     ReportUnplaced();
     ReportWithoutGeometry();
     ReportUnreached();
     return std::move(assembly);
   }
 
-private:
+ private:
   // What a product is made from: a label by its number, -1 for none, and a definition, null for none.
-  struct Node
-  {
+  struct Node {
     int label;
     Definition definition;
   };
 
   // ------ What the entities say
 
-  void IndexEntities(const Handle(XSControl_WorkSession)& session)
-  {
+  void IndexEntities(const Handle(XSControl_WorkSession) & session) {
     const STEPConstruct_Tool tool(session);
-    if (tool.TransientProcess().IsNull())
+    if (tool.TransientProcess().IsNull()) {
       return;
+    }
     const Handle(Interface_InterfaceModel) model = session->Model();
-    for (Standard_Integer i = 1; i <= model->NbEntities(); ++i)
-    {
+    for (Standard_Integer i = 1; i <= model->NbEntities(); ++i) {
       const Handle(Standard_Transient)& entity = model->Value(i);
-      if (const auto* item = dynamic_cast<const StepRepr_RepresentationItem*>(entity.get()))
+      if (const auto* item = dynamic_cast<const StepRepr_RepresentationItem*>(entity.get())) {
         IndexBody(*item, tool);
-      else if (const auto* definition = dynamic_cast<Definition>(entity.get()))
-      {
+      } else if (const auto* definition = dynamic_cast<Definition>(entity.get())) {
         IndexDefinition(*definition, tool);
-        if (session == document.Sessions().front())
+        sessionOf.emplace(definition, session.get());
+        if (session == document.Sessions().front()) {
           ownDefinitions.push_back(definition);
-      }
-      else if (const auto* occurrence = dynamic_cast<Occurrence>(entity.get()))
+        }
+      } else if (const auto* occurrence = dynamic_cast<Occurrence>(entity.get())) {
         IndexOccurrence(*occurrence, tool);
-      else if (const auto* shape = dynamic_cast<const StepShape_ShapeDefinitionRepresentation*>(entity.get()))
+      } else if (const auto* shape = dynamic_cast<const StepShape_ShapeDefinitionRepresentation*>(entity.get())) {
         IndexRepresentation(*shape);
-      else if (const auto* place = dynamic_cast<const StepShape_ContextDependentShapeRepresentation*>(entity.get()))
+      } else if (const auto* place = dynamic_cast<const StepShape_ContextDependentShapeRepresentation*>(entity.get())) {
         IndexMirrored(*place);
-      else if (const auto* category = dynamic_cast<const StepBasic_ProductRelatedProductCategory*>(entity.get()))
+      } else if (const auto* category = dynamic_cast<const StepBasic_ProductRelatedProductCategory*>(entity.get())) {
         IndexDocuments(*category);
+      }
     }
     BindThroughRepresentations(tool);
   }
 
-  static TopoDS_Shape ResultOf(const Handle(Standard_Transient)& entity, const STEPConstruct_Tool& tool)
-  {
+  static TopoDS_Shape ResultOf(const Handle(Standard_Transient) & entity, const STEPConstruct_Tool& tool) {
     const Handle(Transfer_Binder) binder = tool.TransientProcess()->Find(entity);
     return binder.IsNull() ? TopoDS_Shape() : TransferBRep::ShapeResult(binder);
   }
 
-  void IndexDefinition(const StepBasic_ProductDefinition& definition, const STEPConstruct_Tool& tool)
-  {
+  void IndexDefinition(const StepBasic_ProductDefinition& definition, const STEPConstruct_Tool& tool) {
     TopoDS_Shape shape = ResultOf(&definition, tool);
-    if (shape.IsNull())
+    if (shape.IsNull()) {
       return;
-    if (!shape.Location().IsIdentity())
+    }
+    if (!shape.Location().IsIdentity()) {
       placesInside[&definition] = shape.Location().Transformation();
+    }
     BindToLabel(definition, shape);
   }
 
-  void BindToLabel(const StepBasic_ProductDefinition& definition, TopoDS_Shape shape)
-  {
+  void BindToLabel(const StepBasic_ProductDefinition& definition, TopoDS_Shape shape) {
     const XCAFDoc_DataMapOfShapeLabel& labelsOfShapes = document.Reader().GetShapeLabelMap();
-    if (!labelsOfShapes.IsBound(shape))
+    if (!labelsOfShapes.IsBound(shape)) {
       shape.Location(TopLoc_Location());
-    if (!labelsOfShapes.IsBound(shape))
+    }
+    if (!labelsOfShapes.IsBound(shape)) {
       return;
+    }
     const int label = Number(Referred(labelsOfShapes.Find(shape)));
     labelOfDefinition.emplace(&definition, label);
     definitionsOf[label].push_back(&definition);
   }
 
-  static const Standard_Transient* DefinedBy(const Handle(StepRepr_PropertyDefinition)& property)
-  {
+  static const Standard_Transient* DefinedBy(const Handle(StepRepr_PropertyDefinition) & property) {
     return property.IsNull() ? nullptr : property->Definition().Value().get();
   }
 
-  void IndexRepresentation(const StepShape_ShapeDefinitionRepresentation& shape)
-  {
+  void IndexRepresentation(const StepShape_ShapeDefinitionRepresentation& shape) {
     const Handle(StepRepr_Representation) representation = shape.UsedRepresentation();
     const auto* definition = dynamic_cast<Definition>(DefinedBy(shape.Definition().PropertyDefinition()));
-    if (definition == nullptr || representation.IsNull())
+    if (definition == nullptr || representation.IsNull()) {
       return;
+    }
     representations.push_back({representation.get(), definition});
     representedBy.emplace(representation.get(), definition);
   }
 
   // Where mapped items place a product's shape, only its representation was transferred.
-  void BindThroughRepresentations(const STEPConstruct_Tool& tool)
-  {
-    for (; boundRepresentations < representations.size(); ++boundRepresentations)
-    {
+  void BindThroughRepresentations(const STEPConstruct_Tool& tool) {
+    for (; boundRepresentations < representations.size(); ++boundRepresentations) {
       const auto& [representation, definition] = representations[boundRepresentations];
-      if (labelOfDefinition.count(definition) != 0)
+      if (labelOfDefinition.count(definition) != 0) {
         continue;
+      }
       const TopoDS_Shape shape = ResultOf(representation, tool);
-      if (!shape.IsNull())
+      if (!shape.IsNull()) {
         BindToLabel(*definition, shape);
+      }
     }
   }
 
   // A placement by a transformation operator may mirror; Open CASCADE keeps the first and third axis of it and makes
   // the second one itself, right-handed.
-  void IndexMirrored(const StepShape_ContextDependentShapeRepresentation& place)
-  {
+  void IndexMirrored(const StepShape_ContextDependentShapeRepresentation& place) {
     const auto* occurrence = dynamic_cast<Occurrence>(DefinedBy(place.RepresentedProductRelation()));
     const auto relation = Handle(StepRepr_RepresentationRelationshipWithTransformation)::DownCast(
-      Handle(Standard_Transient)(place.RepresentationRelation()));
-    if (occurrence == nullptr || relation.IsNull())
+        Handle(Standard_Transient)(place.RepresentationRelation()));
+    if (occurrence == nullptr || relation.IsNull()) {
       return;
-    const auto transformation = Handle(StepGeom_CartesianTransformationOperator3d)::DownCast(
-      relation->TransformationOperator().Value());
-    if (!transformation.IsNull() && IsMirror(*transformation))
+    }
+    const auto transformation =
+        Handle(StepGeom_CartesianTransformationOperator3d)::DownCast(relation->TransformationOperator().Value());
+    if (!transformation.IsNull() && IsMirror(*transformation)) {
       mirrored[occurrence] = relation->Rep1().get();
+    }
   }
 
-  static bool IsMirror(const StepGeom_CartesianTransformationOperator3d& transformation)
-  {
+  static bool IsMirror(const StepGeom_CartesianTransformationOperator3d& transformation) {
     const std::array<Handle(StepGeom_Direction), 3> axes{transformation.Axis1(), transformation.Axis2(),
                                                          transformation.Axis3()};
     std::array<gp_XYZ, 3> vectors;
-    for (std::size_t i = 0; i < axes.size(); ++i)
-    {
-      if (axes[i].IsNull() || axes[i]->NbDirectionRatios() != 3)
+    for (std::size_t i = 0; i < axes.size(); ++i) {
+      if (axes[i].IsNull() || axes[i]->NbDirectionRatios() != 3) {
         return false;
-      vectors[i] = gp_XYZ(axes[i]->DirectionRatiosValue(1), axes[i]->DirectionRatiosValue(2),
-                          axes[i]->DirectionRatiosValue(3));
+      }
+      vectors[i] =
+          gp_XYZ(axes[i]->DirectionRatiosValue(1), axes[i]->DirectionRatiosValue(2), axes[i]->DirectionRatiosValue(3));
     }
     return vectors[0].Crossed(vectors[1]).Dot(vectors[2]) < 0;
   }
 
   // A file that is referred to stands for a product as well, but not for a part.
-  void IndexDocuments(const StepBasic_ProductRelatedProductCategory& category)
-  {
-    if (ToText(category.Name()) != "document" || category.Products().IsNull())
+  void IndexDocuments(const StepBasic_ProductRelatedProductCategory& category) {
+    if (ToText(category.Name()) != "document" || category.Products().IsNull()) {
       return;
-    for (Standard_Integer i = 1; i <= category.NbProducts(); ++i)
+    }
+    for (Standard_Integer i = 1; i <= category.NbProducts(); ++i) {
       documents.insert(category.ProductsValue(i).get());
+    }
   }
 
-  void IndexOccurrence(const StepRepr_NextAssemblyUsageOccurrence& occurrence, const STEPConstruct_Tool& tool)
-  {
+  void IndexOccurrence(const StepRepr_NextAssemblyUsageOccurrence& occurrence, const STEPConstruct_Tool& tool) {
     const Definition holder = Holder(occurrence);
     const Definition used = Used(occurrence);
-    if (holder == nullptr || used == nullptr)
+    if (holder == nullptr || used == nullptr) {
       return;
-    const TDF_Label component = STEPCAFControl_Reader::FindInstance(
-      &occurrence, document.ShapeTool(), tool, document.Reader().GetShapeLabelMap());
-    occurrencesIn[holder].push_back({&occurrence, component});
+    }
+    const TDF_Label component = STEPCAFControl_Reader::FindInstance(&occurrence, document.ShapeTool(), tool,
+                                                                    document.Reader().GetShapeLabelMap());
+    occurrencesIn[holder].push_back({&occurrence, component, false});
     isUsed.insert(used);
   }
 
   // A shell is named by itself or by the surface model that it belongs to; whichever comes first with a name wins.
-  void IndexBody(const StepRepr_RepresentationItem& item, const STEPConstruct_Tool& tool)
-  {
+  void IndexBody(const StepRepr_RepresentationItem& item, const STEPConstruct_Tool& tool) {
     if (!item.IsKind(STANDARD_TYPE(StepShape_SolidModel)) && !item.IsKind(STANDARD_TYPE(StepShape_ConnectedFaceSet)) &&
         !item.IsKind(STANDARD_TYPE(StepShape_ShellBasedSurfaceModel)) &&
-        !item.IsKind(STANDARD_TYPE(StepShape_FaceBasedSurfaceModel)))
+        !item.IsKind(STANDARD_TYPE(StepShape_FaceBasedSurfaceModel))) {
       return;
+    }
     const std::string name = ToText(item.Name());
-    if (name.empty())
+    if (name.empty()) {
       return;
+    }
     const TopoDS_Shape shape = ResultOf(&item, tool);
-    if (shape.IsNull())
+    if (shape.IsNull()) {
       return;
-    for (TopExp_Explorer solids(shape, TopAbs_SOLID); solids.More(); solids.Next())
+    }
+    for (TopExp_Explorer solids(shape, TopAbs_SOLID); solids.More(); solids.Next()) {
       bodyNames.try_emplace(solids.Current().TShape().get(), name);
-    for (TopExp_Explorer shells(shape, TopAbs_SHELL, TopAbs_SOLID); shells.More(); shells.Next())
+    }
+    for (TopExp_Explorer shells(shape, TopAbs_SHELL, TopAbs_SOLID); shells.More(); shells.Next()) {
       bodyNames.try_emplace(shells.Current().TShape().get(), name);
+    }
   }
 
   // ------ What the document says
 
-  int Number(const TDF_Label& label)
-  {
-    if (label.IsNull())
+  int Number(const TDF_Label& label) {
+    if (label.IsNull()) {
       return -1;
-    if (const int* found = numbers.Seek(label))
+    }
+    if (const int* found = numbers.Seek(label)) {
       return *found;
+    }
     const int number = static_cast<int>(labels.size());
     labels.push_back(label);
     numbers.Bind(label, number);
     return number;
   }
 
-  static TDF_Label Referred(const TDF_Label& label)
-  {
+  static TDF_Label Referred(const TDF_Label& label) {
     TDF_Label referred;
     return XCAFDoc_ShapeTool::GetReferredShape(label, referred) ? referred : label;
   }
 
-  const std::vector<Definition>& DefinitionsOf(int label) const
-  {
+  const std::vector<Definition>& DefinitionsOf(int label) const {
     static const std::vector<Definition> c_none;
     const auto found = definitionsOf.find(label);
     return found == definitionsOf.end() ? c_none : found->second;
@@ -331,29 +324,26 @@ private:
   // ------ Products
 
   // A definition gives one product, whatever the label it was met with; a label without definition one of its own.
-  std::size_t Product(int label, Definition definition)
-  {
-    if (label < 0)
+  std::size_t Product(int label, Definition definition) {
+    if (label < 0) {
       label = LabelOf(definition);
+    }
     const auto [place, isNew] = products.try_emplace({definition == nullptr ? label : -1, definition}, nodes.size());
-    if (isNew)
-    {
+    if (isNew) {
       StepProduct product;
-      if (const Handle(StepBasic_Product) entity = ProductOf(definition); !entity.IsNull())
-      {
+      if (const Handle(StepBasic_Product) entity = ProductOf(definition); !entity.IsNull()) {
         product.name = ToText(entity->Name());
         product.id = ToText(entity->Id());
-      }
-      else if (label >= 0)
+      } else if (label >= 0) {
         product.name = NameOf(Label(label));
+      }
       assembly.products.push_back(std::move(product));
       nodes.push_back({label, definition});
     }
     return place->second;
   }
 
-  int LabelOf(Definition definition) const
-  {
+  int LabelOf(Definition definition) const {
     const auto found = labelOfDefinition.find(definition);
     return found == labelOfDefinition.end() ? -1 : found->second;
   }
@@ -364,101 +354,109 @@ private:
 
   // A free label stands for the definitions with its shape that nothing uses; where all of them are used, for the
   // first one.
-  void AddFreeShapes()
-  {
+  void AddFreeShapes() {
     TDF_LabelSequence free;
     document.ShapeTool()->GetFreeShapes(free);
-    for (const TDF_Label& label : free)
-    {
+    for (const TDF_Label& label : free) {
       const int number = Number(Referred(label));
       const std::vector<Definition>& all = DefinitionsOf(number);
       const std::size_t before = assembly.roots.size();
-      for (const Definition definition : all)
-        if (isUsed.count(definition) == 0)
+      for (const Definition definition : all) {
+        if (isUsed.count(definition) == 0) {
           assembly.roots.push_back(Product(number, definition));
-      if (assembly.roots.size() == before)
+        }
+      }
+      if (assembly.roots.size() == before) {
         assembly.roots.push_back(Product(number, all.empty() ? nullptr : all.front()));
+      }
     }
   }
 
   // A product may share the shape of one that is used and still stand on its own.
-  void AddStandaloneDefinitions()
-  {
-    for (const Definition definition : ownDefinitions)
-      if (!IsProduct(definition) && isUsed.count(definition) == 0 && LabelOf(definition) >= 0)
+  void AddStandaloneDefinitions() {
+    for (const Definition definition : ownDefinitions) {
+      if (!IsProduct(definition) && isUsed.count(definition) == 0 && LabelOf(definition) >= 0) {
         assembly.roots.push_back(Product(-1, definition));
-  }
-
-  // Finding the uses of a product adds products, so that no reference to one lasts.
-  void FillProducts()
-  {
-    for (; filled < nodes.size(); ++filled)
-    {
-      const Node node = nodes[filled];
-      std::vector<StepUse> uses = UsesOf(node);
-      assembly.products[filled].uses = std::move(uses);
-      if (node.label >= 0 && !XCAFDoc_ShapeTool::IsAssembly(Label(node.label)))
-        assembly.products[filled].bodies = BodiesOf(Label(node.label));
+      }
     }
   }
 
-  struct Usage
-  {
+  // Finding the uses of a product adds products, so that no reference to one lasts.
+  void FillProducts() {
+    for (; filled < nodes.size(); ++filled) {
+      const Node node = nodes[filled];
+      std::vector<Usage> usages = UsagesIn(node);
+      const std::vector<TDF_Label> others = Place(usages, node);
+      std::vector<StepUse> uses;
+      for (const Usage& usage : usages) {
+        uses.push_back(UseOf(usage));
+      }
+      for (const TDF_Label& component : others) {
+        uses.push_back(UseWithoutOccurrence(component));
+      }
+      assembly.products[filled].uses = std::move(uses);
+      const bool isWhole = std::any_of(usages.begin(), usages.end(), [](const Usage& usage) { return usage.isWhole; });
+      if (node.label >= 0 && !isWhole && !XCAFDoc_ShapeTool::IsAssembly(Label(node.label))) {
+        assembly.products[filled].bodies = BodiesOf(Label(node.label));
+      }
+    }
+  }
+
+  struct Usage {
     Occurrence occurrence;
+    // Null where the document has none.
     TDF_Label component;
+    // The holder consists of the used product alone, so that the document has one label for both.
+    bool isWhole = false;
   };
 
   // A product that is described in another file has its uses there, under a definition of its own.
-  std::vector<Usage> UsagesIn(const Node& node) const
-  {
+  std::vector<Usage> UsagesIn(const Node& node) const {
     const auto own = occurrencesIn.find(node.definition);
-    if (own != occurrencesIn.end())
+    if (own != occurrencesIn.end()) {
       return own->second;
-    for (const Definition other : DefinitionsOf(node.label))
-      if (const auto found = occurrencesIn.find(other); found != occurrencesIn.end())
+    }
+    for (const Definition other : DefinitionsOf(node.label)) {
+      const auto found = occurrencesIn.find(other);
+      if (found != occurrencesIn.end() && SessionOf(other) != SessionOf(node.definition)) {
         return found->second;
+      }
+    }
     return {};
   }
 
   // Components that show the same thing at the same place are told apart by nothing.
   using ComponentKey = std::pair<int, StepPlacement>;
 
-  std::vector<StepUse> UsesOf(const Node& node)
-  {
-    std::vector<Usage> usages = UsagesIn(node);
-    const std::vector<TDF_Label> others = Place(usages, ComponentsOf(node));
-    std::vector<StepUse> uses;
-    for (const Usage& usage : usages)
-      uses.push_back(UseOf(usage));
-    for (const TDF_Label& component : others)
-      uses.push_back(UseWithoutOccurrence(component));
-    return uses;
+  const XSControl_WorkSession* SessionOf(Definition definition) const {
+    const auto found = sessionOf.find(definition);
+    return found == sessionOf.end() ? nullptr : found->second;
   }
 
-  TDF_LabelSequence ComponentsOf(const Node& node) const
-  {
+  TDF_LabelSequence ComponentsOf(const Node& node) const {
     TDF_LabelSequence components;
-    if (node.label >= 0)
+    if (node.label >= 0) {
       XCAFDoc_ShapeTool::GetComponents(Label(node.label), components);
+    }
     return components;
   }
 
   // Gives the components that no usage stands for. A usage without a component of its own, since the file places the
   // shape by a mapped item, takes one that shows the product it uses.
-  std::vector<TDF_Label> Place(std::vector<Usage>& usages, const TDF_LabelSequence& components)
-  {
+  std::vector<TDF_Label> Place(std::vector<Usage>& usages, const Node& node) {
+    const TDF_LabelSequence components = ComponentsOf(node);
     std::map<ComponentKey, std::size_t> taken;
-    for (const Usage& usage : usages)
-      if (!usage.component.IsNull())
+    for (const Usage& usage : usages) {
+      if (!usage.component.IsNull()) {
         ++taken[KeyOf(usage.component)];
+      }
+    }
     std::vector<TDF_Label> others;
     std::map<int, std::deque<std::size_t>> othersOf;
-    for (const TDF_Label& component : components)
-    {
+    for (const TDF_Label& component : components) {
       const ComponentKey key = KeyOf(component);
       const auto found = taken.find(key);
-      if (found != taken.end() && found->second > 0)
-      {
+      if (found != taken.end() && found->second > 0) {
         --found->second;
         continue;
       }
@@ -466,13 +464,16 @@ private:
       others.push_back(component);
     }
 
-    for (Usage& usage : usages)
-    {
-      if (!usage.component.IsNull())
+    for (Usage& usage : usages) {
+      if (!usage.component.IsNull()) {
         continue;
-      const auto found = othersOf.find(LabelOf(Used(*usage.occurrence)));
-      if (found == othersOf.end() || found->second.empty())
+      }
+      const int used = LabelOf(Used(*usage.occurrence));
+      usage.isWhole = used >= 0 && used == node.label;
+      const auto found = othersOf.find(used);
+      if (found == othersOf.end() || found->second.empty()) {
         continue;
+      }
       std::swap(usage.component, others[found->second.front()]);
       found->second.pop_front();
     }
@@ -481,20 +482,19 @@ private:
     return others;
   }
 
-  ComponentKey KeyOf(const TDF_Label& component)
-  {
+  ComponentKey KeyOf(const TDF_Label& component) {
     return {Number(Referred(component)), ToPlacement(TransformationOf(component))};
   }
 
-  StepUse UseOf(const Usage& usage)
-  {
+  StepUse UseOf(const Usage& usage) {
     StepUse use;
     use.name = ToText(usage.occurrence->Name());
     use.id = ToText(usage.occurrence->Id());
-    if (usage.component.IsNull())
-      unplaced.push_back(usage.occurrence);
-    else
+    if (!usage.component.IsNull() || usage.isWhole) {
       use.placement = PlacementOf(usage);
+    } else {
+      unplaced.push_back(usage.occurrence);
+    }
     const int label = usage.component.IsNull() ? -1 : Number(Referred(usage.component));
     use.product = Product(label, Used(*usage.occurrence));
     return use;
@@ -502,31 +502,39 @@ private:
 
   // The document's components place what is inside the used product; where that has a place of its own in there, as
   // a part has that consists of another one's shape, it is taken off.
-  StepPlacement PlacementOf(const Usage& usage) const
-  {
-    gp_Trsf transformation = TransformationOf(usage.component);
-    if (const auto inside = placesInside.find(Used(*usage.occurrence)); inside != placesInside.end())
+  StepPlacement PlacementOf(const Usage& usage) const {
+    gp_Trsf transformation;
+    if (!usage.isWhole) {
+      transformation = TransformationOf(usage.component);
+    } else if (const auto inside = placesInside.find(Holder(*usage.occurrence)); inside != placesInside.end()) {
+      transformation = inside->second;
+    }
+    if (const auto inside = placesInside.find(Used(*usage.occurrence)); inside != placesInside.end()) {
       transformation.Multiply(inside->second.Inverted());
+    }
     StepPlacement placement = ToPlacement(transformation);
 
     const auto mirror = mirrored.find(usage.occurrence);
-    if (mirror == mirrored.end())
+    if (mirror == mirrored.end()) {
       return placement;
+    }
     const auto from = representedBy.find(mirror->second);
     const bool isInverted = from != representedBy.end() && from->second == Holder(*usage.occurrence);
     constexpr std::array<std::size_t, 3> c_secondColumn{1, 5, 9};
     constexpr std::array<std::size_t, 4> c_secondRow{4, 5, 6, 7};
-    if (isInverted)
-      for (const std::size_t i : c_secondRow)
+    if (isInverted) {
+      for (const std::size_t i : c_secondRow) {
         placement[i] = 0 - placement[i];
-    else
-      for (const std::size_t i : c_secondColumn)
+      }
+    } else {
+      for (const std::size_t i : c_secondColumn) {
         placement[i] = 0 - placement[i];
+      }
+    }
     return placement;
   }
 
-  StepUse UseWithoutOccurrence(const TDF_Label& component)
-  {
+  StepUse UseWithoutOccurrence(const TDF_Label& component) {
     StepUse use;
     const int label = Number(Referred(component));
     const std::vector<Definition>& all = DefinitionsOf(label);
@@ -538,87 +546,87 @@ private:
 
   // ------ Bodies
 
-  std::vector<StepBody> BodiesOf(const TDF_Label& label)
-  {
+  std::vector<StepBody> BodiesOf(const TDF_Label& label) {
     std::vector<StepBody> bodies;
     const TopoDS_Shape shape = XCAFDoc_ShapeTool::GetShape(label);
-    if (shape.IsNull())
+    if (shape.IsNull()) {
       return bodies;
-    for (TopExp_Explorer solids(shape, TopAbs_SOLID); solids.More(); solids.Next())
+    }
+    for (TopExp_Explorer solids(shape, TopAbs_SOLID); solids.More(); solids.Next()) {
       bodies.push_back(Body(solids.Current(), StepBody::Kind::solid));
-    for (TopExp_Explorer shells(shape, TopAbs_SHELL, TopAbs_SOLID); shells.More(); shells.Next())
+    }
+    for (TopExp_Explorer shells(shape, TopAbs_SHELL, TopAbs_SOLID); shells.More(); shells.Next()) {
       bodies.push_back(Body(shells.Current(), StepBody::Kind::openShell));
+    }
     SetIds(bodies);
     return bodies;
   }
 
-  StepBody Body(const TopoDS_Shape& shape, StepBody::Kind kind) const
-  {
+  StepBody Body(const TopoDS_Shape& shape, StepBody::Kind kind) const {
     StepBody body;
     body.kind = kind;
-    if (const auto found = bodyNames.find(shape.TShape().get()); found != bodyNames.end())
+    if (const auto found = bodyNames.find(shape.TShape().get()); found != bodyNames.end()) {
       body.name = found->second;
+    }
     return body;
   }
 
-  static void SetIds(std::vector<StepBody>& bodies)
-  {
+  static void SetIds(std::vector<StepBody>& bodies) {
     std::unordered_map<std::string, std::size_t> count;
-    for (const StepBody& body : bodies)
+    for (const StepBody& body : bodies) {
       ++count[body.name];
-    for (StepBody& body : bodies)
-      if (count[body.name] == 1)
+    }
+    for (StepBody& body : bodies) {
+      if (count[body.name] == 1) {
         body.id = body.name;
+      }
+    }
   }
 
   // ------ What is lost
 
-  void ReportUnplaced()
-  {
+  void ReportUnplaced() {
     std::vector<std::string> names;
-    for (const Occurrence occurrence : unplaced)
+    for (const Occurrence occurrence : unplaced) {
       names.push_back(fmt::format("\"{}\" of \"{}\" in \"{}\"", ToText(occurrence->Id()), ShownName(Used(*occurrence)),
                                   ShownName(Holder(*occurrence))));
+    }
     answer.WarningOfEach(names, "use ", " has no place in the file; it is put at the origin", "uses have no place");
   }
 
   // Innermost first: a product has geometry when it has bodies or when a generated use brings some.
-  void ReportWithoutGeometry()
-  {
+  void ReportWithoutGeometry() {
     std::vector<bool> hasBodies(assembly.products.size());
     std::vector<std::size_t> order = OrderHoldersFirst(assembly.products);
     std::reverse(order.begin(), order.end());
-    for (const std::size_t index : order)
-    {
+    for (const std::size_t index : order) {
       const StepProduct& product = assembly.products[index];
       hasBodies[index] = !product.bodies.empty() ||
-                         std::any_of(product.uses.begin(), product.uses.end(), [&](const StepUse& use) {
-                           return use.generated && hasBodies[use.product];
-                         });
+                         std::any_of(product.uses.begin(), product.uses.end(),
+                                     [&](const StepUse& use) { return use.generated && hasBodies[use.product]; });
     }
     std::vector<std::string> names;
-    for (std::size_t index = 0; index < assembly.products.size(); ++index)
-    {
+    for (std::size_t index = 0; index < assembly.products.size(); ++index) {
       const StepProduct& product = assembly.products[index];
-      const bool isPart = std::all_of(product.uses.begin(), product.uses.end(),
-                                      [](const StepUse& use) { return use.generated; });
-      if (nodes[index].definition != nullptr && isPart && !hasBodies[index])
+      const bool isPart =
+          std::all_of(product.uses.begin(), product.uses.end(), [](const StepUse& use) { return use.generated; });
+      if (nodes[index].definition != nullptr && isPart && !hasBodies[index]) {
         names.push_back(ShownName(nodes[index].definition));
+      }
     }
     answer.WarningOfEach(names, "part \"", "\" is without geometry: it has neither a solid nor a shell",
                          "parts are without geometry");
   }
 
   // A definition without any shape and without a holder is in no tree.
-  void ReportUnreached()
-  {
+  void ReportUnreached() {
     std::vector<std::string> names;
-    for (const Definition definition : ownDefinitions)
-    {
+    for (const Definition definition : ownDefinitions) {
       const Handle(StepBasic_Product) product = ProductOf(definition);
       if (!IsProduct(definition) && isUsed.count(definition) == 0 && !product.IsNull() &&
-          documents.count(product.get()) == 0)
+          documents.count(product.get()) == 0) {
         names.push_back(ShownName(definition));
+      }
     }
     answer.WarningOfEach(names, "product \"", "\" is left out: nothing uses it and it has no shape",
                          "products are left out");
@@ -637,6 +645,7 @@ private:
   std::unordered_map<Definition, std::vector<Usage>> occurrencesIn;
   std::unordered_set<Definition> isUsed;
   std::unordered_map<Definition, int> labelOfDefinition;
+  std::unordered_map<Definition, const XSControl_WorkSession*> sessionOf;
   std::unordered_map<Definition, gp_Trsf> placesInside;
   // In the order of the files, and how many of them have been looked at for a label.
   std::vector<std::pair<const StepRepr_Representation*, Definition>> representations;
@@ -655,11 +664,10 @@ private:
   std::vector<Occurrence> unplaced;
 };
 
-} // namespace
+}  // namespace
 
-StepAssembly BuildAssembly(const StepDocument& document, AnswerWriter& answer)
-{
+StepAssembly BuildAssembly(const StepDocument& document, AnswerWriter& answer) {
   return Builder(document, answer).Build();
 }
 
-} // namespace host
+}  // namespace host

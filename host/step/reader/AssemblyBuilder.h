@@ -6,8 +6,7 @@
 #include "host/step/reader/AnswerWriter.h"
 #include "host/step/reader/StepDocument.h"
 
-namespace host
-{
+namespace host {
 
 /// Gives the product structure of `document`; what is lost goes to `answer` as warnings, none of them is in the
 /// result. Throws StepError, whose text does not name the file, where a product holds itself.
@@ -17,4 +16,4 @@ namespace host
 /// Everything in the document that no usage occurrence stands for becomes a generated use.
 StepAssembly BuildAssembly(const StepDocument& document, AnswerWriter& answer);
 
-} // namespace host
+}  // namespace host

@@ -6,11 +6,9 @@
 
 #include "host/step/StepTexts.h"
 
-namespace host
-{
+namespace host {
 
-Handle(MessageCollector) MessageCollector::Install()
-{
+Handle(MessageCollector) MessageCollector::Install() {
   const Handle(Message_Messenger)& messenger = Message::DefaultMessenger();
   messenger->RemovePrinters(STANDARD_TYPE(Message_Printer));
   Handle(MessageCollector) collector = new MessageCollector;
@@ -18,10 +16,10 @@ Handle(MessageCollector) MessageCollector::Install()
   return collector;
 }
 
-void MessageCollector::send(const TCollection_AsciiString& message, const Message_Gravity gravity) const
-{
-  if (gravity >= Message_Fail && firstFailure.empty())
+void MessageCollector::send(const TCollection_AsciiString& message, const Message_Gravity gravity) const {
+  if (gravity >= Message_Fail && firstFailure.empty()) {
     firstFailure = CleanStepText({message.ToCString(), static_cast<std::size_t>(message.Length())});
+  }
 }
 
-} // namespace host
+}  // namespace host

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <STEPCAFControl_Reader.hxx>
+#include <TCollection_HAsciiString.hxx>
 #include <TDocStd_Document.hxx>
 #include <XCAFDoc_ShapeTool.hxx>
 #include <XSControl_WorkSession.hxx>
@@ -14,25 +15,26 @@
 #include "host/step/reader/AnswerWriter.h"
 #include "host/step/reader/Messages.h"
 
-namespace host
-{
+namespace host {
 
-class StepDocument
-{
-public:
+/// The text of an entity on one line; empty where there is none.
+std::string ToText(const Handle(TCollection_HAsciiString) & text);
+
+class StepDocument {
+ public:
   /// Reads and transfers `file`, the files that it refers to included. An empty code page means UTF-8. Progress, and
   /// a warning for whatever is lost, go to `answer`, which has to outlive this object. Throws StepError, whose text
   /// does not name the file, where there is nothing to work with.
   StepDocument(const std::filesystem::path& file, const std::string& codePage, AnswerWriter& answer);
 
-  const Handle(XCAFDoc_ShapeTool)& ShapeTool() const { return shapeTool; }
+  const Handle(XCAFDoc_ShapeTool) & ShapeTool() const { return shapeTool; }
   const STEPCAFControl_Reader& Reader() const { return reader; }
   /// The sessions of the file, which comes first, and of the files that it refers to; each has a model and a
   /// transfer process.
   const std::vector<Handle(XSControl_WorkSession)>& Sessions() const { return sessions; }
   const std::string& Schema() const { return schema; }
 
-private:
+ private:
   void Read(const MessageCollector& messages);
   void Transfer();
   void TakeExternalFiles();
@@ -50,4 +52,4 @@ private:
   std::string schema;
 };
 
-} // namespace host
+}  // namespace host

@@ -21,11 +21,9 @@
 #include "host/step/reader/AssemblyBuilder.h"
 #include "host/step/reader/StepDocument.h"
 
-namespace
-{
+namespace {
 
-bool ParseDescriptor(const char* text, int& descriptor)
-{
+bool ParseDescriptor(const char* text, int& descriptor) {
   const char* end = text + std::strlen(text);
   const auto [stop, error] = std::from_chars(text, end, descriptor);
   return error == std::errc() && stop == end && descriptor >= 0;
@@ -33,44 +31,33 @@ bool ParseDescriptor(const char* text, int& descriptor)
 
 // Nobody waits for the answer once the import is gone, and the image of a reader that died of a damaged file is of
 // no use to anybody.
-void PrepareToDie()
-{
+void PrepareToDie() {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   const rlimit none{0, 0};
   setrlimit(RLIMIT_CORE, &none);
 }
 
-int Read(host::AnswerWriter& answer, const char* codePage, const char* file)
-{
-  try
-  {
+int Read(host::AnswerWriter& answer, const char* codePage, const char* file) {
+  try {
     const host::StepDocument document(file, codePage, answer);
     answer.Assembly(host::BuildAssembly(document, answer));
     return EXIT_SUCCESS;
-  }
-  catch (const host::StepError& error)
-  {
+  } catch (const host::StepError& error) {
     answer.Error(error.what());
-  }
-  catch (const Standard_Failure& error)
-  {
-    answer.Error(host::CleanStepText(
-      fmt::format("cannot be read, {} ({}); export it again", error.DynamicType()->Name(), error.GetMessageString())));
-  }
-  catch (const std::exception& error)
-  {
+  } catch (const Standard_Failure& error) {
+    answer.Error(host::CleanStepText(fmt::format("cannot be read, {} ({}); export it again",
+                                                 error.DynamicType()->Name(), error.GetMessageString())));
+  } catch (const std::exception& error) {
     answer.Error(host::CleanStepText(fmt::format("cannot be read, {}; export it again", error.what())));
   }
   return EXIT_FAILURE;
 }
 
-} // namespace
+}  // namespace
 
-int main(int count, char** arguments)
-{
+int main(int count, char** arguments) {
   int descriptor = -1;
-  if (count != 4 || !ParseDescriptor(arguments[1], descriptor))
-  {
+  if (count != 4 || !ParseDescriptor(arguments[1], descriptor)) {
     std::fputs("qlinks-step-reader: started without DESCRIPTOR CODEPAGE FILE; use qlinks import\n", stderr);
     return EXIT_FAILURE;
   }

@@ -1,0 +1,93 @@
+"""The shared library as others see it: exported names, SONAME, loading and unloading, the installed tree."""
+
+import os
+import pathlib
+import re
+import subprocess
+import tempfile
+import unittest
+
+LIBRARY = os.environ["QPD_LIBRARY"]
+BUILD = os.environ["QPD_BUILD_DIR"]
+HERE = pathlib.Path(__file__).resolve().parent
+
+
+def run(*command, **options):
+    done = subprocess.run([str(part) for part in command], capture_output=True, text=True, **options)
+    if done.returncode != 0:
+        raise AssertionError(f"{' '.join(map(str, command))}\n{done.stdout}\n{done.stderr}")
+    return done.stdout
+
+
+def exported_names():
+    # The base and the complete object variant of constructors and destructors print alike.
+    names = set()
+    for line in run("nm", "-DC", "--defined-only", LIBRARY).splitlines():
+        names.add(re.sub(r"^[0-9a-f]+ [A-Za-z] ", "", line))
+    return names
+
+
+class Exports(unittest.TestCase):
+    def test_exactly_the_listed_names_are_exported(self):
+        listed = set((HERE / "exports.txt").read_text().splitlines())
+        self.assertEqual(listed, exported_names())
+
+    def test_soname_carries_the_major_version(self):
+        dynamic = run("readelf", "-dW", LIBRARY)
+        self.assertIn("Library soname: [libqProdData3D.so.1]", dynamic)
+
+
+class Unloading(unittest.TestCase):
+    def test_a_program_without_cpp_loads_and_unloads_it_twice(self):
+        run(os.environ["QPD_LOAD_UNLOAD"], LIBRARY)
+
+
+class Installed(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory()
+        cls.root = pathlib.Path(cls.folder.name)
+        run("cmake", "--install", BUILD, "--prefix", cls.root / "installed")
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.folder.cleanup()
+
+    def build_with_cmake(self, compiler):
+        build = self.root / f"cmake-{compiler}"
+        run("cmake", "-S", HERE / "consumer", "-B", build, "-G", "Ninja", f"-DCMAKE_CXX_COMPILER={compiler}",
+            f"-DCMAKE_PREFIX_PATH={self.root / 'installed'}")
+        run("cmake", "--build", build)
+        return build / "consumer"
+
+    def build_with_pkg_config(self, compiler):
+        (folder,) = (self.root / "installed").rglob("pkgconfig")
+        environment = {**os.environ, "PKG_CONFIG_PATH": str(folder)}
+        flags = run("pkg-config", "--cflags", "--libs", "qProdData3D", env=environment).split()
+        library_dir = run("pkg-config", "--variable=libdir", "qProdData3D", env=environment).strip()
+        program = self.root / f"pkg-config-{compiler}"
+        run(compiler, "-std=c++20", "-Wall", "-Wextra", "-Wconversion", "-Werror", HERE / "consumer" / "main.cpp",
+            "-o", program, *flags, f"-Wl,-rpath,{library_dir}")
+        return program
+
+    def test_find_package_with_gcc(self):
+        self.assertEqual("1 link\n", run(self.build_with_cmake("g++")))
+
+    def test_find_package_with_clang(self):
+        self.assertEqual("1 link\n", run(self.build_with_cmake("clang++")))
+
+    def test_pkg_config_with_gcc(self):
+        self.assertEqual("1 link\n", run(self.build_with_pkg_config("g++")))
+
+    def test_pkg_config_with_clang(self):
+        self.assertEqual("1 link\n", run(self.build_with_pkg_config("clang++")))
+
+    def test_no_path_of_the_building_machine_is_in_the_installed_tree(self):
+        source = os.environ["QPD_SOURCE_DIR"].encode()
+        for file in (self.root / "installed").rglob("*"):
+            if file.is_file() and not file.is_symlink():
+                self.assertNotIn(source, file.read_bytes(), file)
+
+
+if __name__ == "__main__":
+    unittest.main()
