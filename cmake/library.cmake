@@ -2,6 +2,12 @@
 
 add_library(qProdData3D_objects OBJECT
   link_store/ProductGeometryObjects3D.cpp
+  meta_3d/CheckValidProductGeometryLink.cpp
+  meta_3d/GetGroupObjPositionValue.cpp
+  meta_3d/GetMarkingFromProdData.cpp
+  meta_3d/GetPositionValues.cpp
+  meta_3d/PartFlags.cpp
+  meta_3d/SetPositionsMetaLinks.cpp
   persistence/LinkStream.cpp
   persistence/ReadMetaObjectsLinks.cpp)
 target_include_directories(qProdData3D_objects PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR})

@@ -18,5 +18,14 @@ void AddInfoCommand(CLI::App& app, Command& chosen);
 void AddLinksCommand(CLI::App& app, Command& chosen);
 void AddConvertCommand(CLI::App& app, Command& chosen);
 void AddDumpCommand(CLI::App& app, Command& chosen);
+void AddPositionsCommand(CLI::App& app, Command& chosen);
+void AddPositionCommand(CLI::App& app, Command& chosen);
+void AddAttributeCommand(CLI::App& app, Command& chosen);
+void AddBilletCommand(CLI::App& app, Command& chosen);
+void AddEmbodimentCommand(CLI::App& app, Command& chosen);
+void AddMarkingCommand(CLI::App& app, Command& chosen);
+void AddCheckCommand(CLI::App& app, Command& chosen);
+void AddUpdateCommand(CLI::App& app, Command& chosen);
+void AddCopyCommand(CLI::App& app, Command& chosen);
 
 }  // namespace host

@@ -11,6 +11,7 @@
 #include "host/HostError.h"
 #include "host/cli/Commands.h"
 #include "host/cli/Output.h"
+#include "host/model/FindObject.h"
 #include "host/model/TextForms.h"
 #include "host/storage/DocumentFile.h"
 #include "host/storage/LinksSection.h"
@@ -100,11 +101,7 @@ void PrintLosses(const IProductGeometryObjects3D& before, const IProductGeometry
 
 // Makes one component the document: its bodies are the document's own, and of the links only its own are left, with
 // an empty path. The product data stays whole, since those links name it.
-void KeepComponent(Document& document, const std::filesystem::path& file, const ComponentPath& path,
-                   const StreamVersions& versions) {
-  if (!path.IsEmpty() && !document.components.contains(path)) {
-    throw HostError(fmt::format("{}: no component {}; 'qlinks links' shows the paths", file.string(), PathText(path)));
-  }
+void KeepComponent(Document& document, const ComponentPath& path, const StreamVersions& versions) {
   document.links = ReadLinks(WriteOneComponent(*document.links, path, versions.mathVersion), nullptr);
   auto ownBodies = document.bodies.extract(path);
   document.bodies.clear();
@@ -120,7 +117,8 @@ int RunConvert(const ConvertArguments& arguments) {
   Document& document = *opened;
   const StreamVersions versions = TargetVersions(arguments, document.linksVersions);
   if (arguments.component) {
-    KeepComponent(document, arguments.document, ParsePath(*arguments.component), versions);
+    FindComponent(document, *arguments.component);
+    KeepComponent(document, ParsePath(*arguments.component), versions);
   }
   auto converted = ReadLinks(WriteLinks(*document.links, versions), &document.productData);
   const auto before = std::exchange(document.links, std::move(converted));
@@ -142,7 +140,7 @@ void AddConvertCommand(CLI::App& app, Command& chosen) {
       ->required();
   verb->add_option("--math-version", arguments->mathVersion, "The math version to write; as it is unless given");
   verb->add_option("--component", arguments->component, "Write this component alone, by its path");
-  verb->callback([&chosen, arguments] { chosen = [arguments] { return RunConvert(*arguments); }; });
+  verb->callback([&chosen, arguments] { chosen = [arguments] { return WithFileName(arguments->document, [&] { return RunConvert(*arguments); }); }; });
 }
 
 }  // namespace host

@@ -48,7 +48,7 @@ void PrintText(const Document& document, std::size_t unique, std::size_t validat
   }
   std::size_t members = 0;
   for (const auto& [embodiment, group] : data.AllGroups()) {
-    members += group.size();
+    members += group.members.size();
   }
   PrintTable({"root", data.DisplayName(data.RootProduct())}, [&](const RowVisitor& row) {
     row({"application version", VersionText(document.linksVersions.appVersion)});

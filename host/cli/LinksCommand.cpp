@@ -8,6 +8,7 @@
 #include "host/HostError.h"
 #include "host/cli/Commands.h"
 #include "host/cli/Output.h"
+#include "host/model/FindObject.h"
 #include "host/model/TextForms.h"
 #include "host/storage/DocumentFile.h"
 
@@ -35,11 +36,11 @@ class Selection {
   Selection(const Document& opened, const LinksArguments& arguments) : document(opened), set(arguments.set) {
     if (arguments.key) {
       key = UniqueMetaObjectKey(BytesOfText(*arguments.key));
-      RequireKey(arguments.document);
+      RequireKey();
     }
     if (arguments.component) {
       path = ParsePath(*arguments.component);
-      RequireComponent(arguments.document);
+      FindComponent(document, *arguments.component);
     }
   }
 
@@ -60,19 +61,12 @@ class Selection {
   }
 
  private:
-  void RequireKey(const std::filesystem::path& file) const {
+  void RequireKey() const {
     const bool isLinked = !document.links->GetGeometryObjects(*key, LinkSet::Unique).empty() ||
                           !document.links->GetGeometryObjects(*key, LinkSet::Validated).empty();
     if (!isLinked && !document.productData.HasMetaObject(*key)) {
-      throw HostError(fmt::format("{}: no meta object has the key '{}'; 'qlinks links' shows the keys", file.string(),
-                                  KeyText(*key)));
-    }
-  }
-
-  void RequireComponent(const std::filesystem::path& file) const {
-    if (!path->IsEmpty() && !document.components.contains(*path)) {
-      throw HostError(fmt::format("{}: no component {}; 'qlinks links' shows the paths", file.string(),
-                                  PathText(*path)));
+      throw DocumentError(
+          fmt::format("no meta object has the key '{}'; 'qlinks links' shows the keys", KeyText(*key)));
     }
   }
 
@@ -127,7 +121,7 @@ void AddLinksCommand(CLI::App& app, Command& chosen) {
   verb->add_option("--key", arguments->key, "The links of one meta object, by its key");
   verb->add_option("--component", arguments->component, "The links of one component, by its path");
   verb->add_flag("--json", arguments->json, "Print JSON");
-  verb->callback([&chosen, arguments] { chosen = [arguments] { return RunLinks(*arguments); }; });
+  verb->callback([&chosen, arguments] { chosen = [arguments] { return WithFileName(arguments->document, [&] { return RunLinks(*arguments); }); }; });
 }
 
 }  // namespace host

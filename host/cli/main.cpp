@@ -29,6 +29,15 @@ int Run(int argc, char** argv) {
       "Exit status: 0 done; 1 done, and something was found; 2 bad usage or input, with one line that says what.");
   host::Command command;
   host::AddImportCommand(app, command);
+  host::AddUpdateCommand(app, command);
+  host::AddPositionsCommand(app, command);
+  host::AddPositionCommand(app, command);
+  host::AddAttributeCommand(app, command);
+  host::AddBilletCommand(app, command);
+  host::AddEmbodimentCommand(app, command);
+  host::AddMarkingCommand(app, command);
+  host::AddCheckCommand(app, command);
+  host::AddCopyCommand(app, command);
   host::AddInfoCommand(app, command);
   host::AddLinksCommand(app, command);
   host::AddConvertCommand(app, command);

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 #include <qProdData/IfMetaProductData.h>
 
@@ -15,37 +17,73 @@ class ProductData final : public IfMetaProductData {
  public:
   /// In ascending order of keys.
   using MetaObjects = std::map<UniqueMetaObjectKey, MetaObject>;
-  /// A group, named by the key of its embodiment, and its members.
-  using Groups = std::map<UniqueMetaObjectKey, std::set<UniqueMetaObjectKey>>;
+  /// The values that objects have as members of one group.
+  using GroupValues = std::map<UniqueMetaObjectKey, Properties>;
+
+  /// A group, which is named by an embodiment.
+  struct Group {
+    /// The occurrences that belong to it.
+    std::set<UniqueMetaObjectKey> members;
+    /// The group objects of the members, each with how many members it has.
+    std::map<UniqueMetaObjectKey, std::size_t> lines;
+    GroupValues values;
+  };
+  using Groups = std::map<UniqueMetaObjectKey, Group>;
 
   bool HasMetaObject(const UniqueMetaObjectKey& key) const override;
   std::set<UniqueMetaObjectKey> GetRelatedMetaObjects(const UniqueMetaObjectKey& key) const override;
+  PropValueRef GetPropertyRef(const UniqueMetaObjectKey& key, const std::wstring& name) const override;
+  bool IsAssociativeBillet(const UniqueMetaObjectKey& key) const override;
 
   /// Adds a meta object under a fresh key, which is returned.
   UniqueMetaObjectKey Add(MetaObject object);
   /// Adds a meta object that has its key; false, and nothing changes, when the key is taken.
   bool Insert(const UniqueMetaObjectKey& key, MetaObject object);
+  /// Removes an object and all that groups know of it; an embodiment takes its group along.
+  void Remove(const UniqueMetaObjectKey& key);
 
-  /// Null when there is none with this key. Good until the object is removed.
+  /// Null when there is none with this key. Good until the object is removed. Which object an object belongs to is
+  /// not to be changed here once it is a member of a group.
   const MetaObject* Find(const UniqueMetaObjectKey& key) const;
   MetaObject* Find(const UniqueMetaObjectKey& key);
 
   const MetaObjects& All() const noexcept { return objects; }
 
+  /// Exchanges everything with another one.
+  void Swap(ProductData& other) noexcept;
+
   /// The root product; null in an empty document.
   const UniqueMetaObjectKey& RootProduct() const noexcept { return rootProduct; }
   void SetRootProduct(const UniqueMetaObjectKey& key) { rootProduct = key; }
 
-  Groups& AllGroups() noexcept { return groups; }
-  const Groups& AllGroups() const noexcept { return groups; }
+  /// The embodiments of an assembly product: the base embodiment first, then in ascending order of keys.
+  std::vector<UniqueMetaObjectKey> EmbodimentsOf(const UniqueMetaObjectKey& product) const;
+  /// The base embodiment of the root product; null where the root is a part.
+  const UniqueMetaObjectKey& RootEmbodiment() const;
+  /// The assembly product that holds an occurrence; null for anything else.
+  const UniqueMetaObjectKey& HoldingProduct(const MetaObject& occurrence) const;
 
-  /// What a person calls the object: of an occurrence or a group object the product's marking and name, of others
-  /// their own; its key where it has neither.
+  const Groups& AllGroups() const noexcept { return groups; }
+  /// Empty for an embodiment that has none.
+  const Group& FindGroup(const UniqueMetaObjectKey& embodiment) const;
+  void AddToGroup(const UniqueMetaObjectKey& embodiment, const UniqueMetaObjectKey& occurrence);
+  void RemoveFromGroup(const UniqueMetaObjectKey& embodiment, const UniqueMetaObjectKey& occurrence);
+  /// Replaces a value that an object has in a group; an empty one takes it away.
+  void SetGroupValue(const UniqueMetaObjectKey& embodiment, const UniqueMetaObjectKey& object, const std::wstring& name,
+                     const SimplePropVal& value);
+
+  /// What a person calls the object: of an occurrence, a billet or a group object the product's marking and name, of
+  /// others their own; its key where it has neither.
   std::string DisplayName(const UniqueMetaObjectKey& key) const;
+  /// A text property of the object's product, or of the object where it is a product or an embodiment; may be empty.
+  std::string ProductText(const UniqueMetaObjectKey& key, const std::wstring& name) const;
 
  private:
+  const MetaObject* NamedBy(const UniqueMetaObjectKey& key) const;
+
   MetaObjects objects;
   Groups groups;
+  std::map<UniqueMetaObjectKey, std::set<UniqueMetaObjectKey>> embodimentsByProduct;
   UniqueMetaObjectKey rootProduct;
 };
 

@@ -37,11 +37,20 @@ constexpr std::array c_tables = {
     Table{"setting", "CREATE TABLE setting (name TEXT PRIMARY KEY, value BLOB NOT NULL) WITHOUT ROWID"},
     Table{"meta_object",
           "CREATE TABLE meta_object (key BLOB PRIMARY KEY, type INTEGER NOT NULL, product BLOB NOT NULL, "
-          "holder BLOB NOT NULL, embodiment BLOB NOT NULL) WITHOUT ROWID"},
+          "holder BLOB NOT NULL, embodiment BLOB NOT NULL, line BLOB NOT NULL, billet INTEGER NOT NULL, "
+          "last_position INTEGER NOT NULL) WITHOUT ROWID"},
+    // The attributes that somebody has set.
+    Table{"attribute",
+          "CREATE TABLE attribute (object BLOB PRIMARY KEY, include INTEGER NOT NULL, exclude INTEGER NOT NULL, "
+          "bound INTEGER NOT NULL) WITHOUT ROWID"},
     // An object's own properties.
     Table{"property",
           "CREATE TABLE property (object BLOB NOT NULL, name TEXT NOT NULL, kind INTEGER NOT NULL, value, "
           "unit INTEGER NOT NULL, PRIMARY KEY (object, name)) WITHOUT ROWID"},
+    // What an object has as a member of a group.
+    Table{"group_property",
+          "CREATE TABLE group_property (embodiment BLOB NOT NULL, object BLOB NOT NULL, name TEXT NOT NULL, "
+          "kind INTEGER NOT NULL, value, unit INTEGER NOT NULL, PRIMARY KEY (embodiment, object, name)) WITHOUT ROWID"},
     Table{"group_member",
           "CREATE TABLE group_member (embodiment BLOB NOT NULL, object BLOB NOT NULL, "
           "PRIMARY KEY (embodiment, object)) WITHOUT ROWID"},
@@ -94,16 +103,25 @@ std::optional<ComponentPath> PathOfBlob(std::string_view blob) {
 // ---- reading
 
 // An open document with one view of its content, whatever other programs do meanwhile.
-class Source {
+class OpenDocument {
  public:
-  explicit Source(const std::filesystem::path& path) : file(path), database(OpenExisting(path)) {
-    database.Execute("BEGIN");
+  enum class Purpose { read, change };
+
+  explicit OpenDocument(const std::filesystem::path& path, Purpose purpose = Purpose::read)
+      : file(path), database(OpenExisting(path)) {
+    if (purpose == Purpose::change && ::access(path.c_str(), W_OK) != 0) {
+      throw SqliteError(path, SQLITE_READONLY, "");
+    }
+    database.Execute(purpose == Purpose::change ? "BEGIN IMMEDIATE" : "BEGIN");
     CheckFormat();
   }
+
+  Database& Connection() { return database; }
 
   void Load(Document& document) {
     LoadSettings(document);
     LoadMetaObjects(document.productData);
+    LoadAttributes(document.productData);
     LoadProperties(document.productData);
     LoadGroups(document.productData);
     LoadComponents(document);
@@ -183,33 +201,45 @@ class Source {
   }
 
   void LoadMetaObjects(ProductData& data) {
-    auto rows = database.Prepare("SELECT key, type, product, holder, embodiment FROM meta_object ORDER BY key");
+    auto rows = database.Prepare(
+        "SELECT key, type, product, holder, embodiment, line, billet, last_position FROM meta_object ORDER BY key");
     while (rows.Step()) {
       MetaObject object;
       object.type = static_cast<MetaObjectType>(Number32(rows, 1, "meta_object"));
       object.product = Key(rows, 2);
       object.holder = Key(rows, 3);
       object.embodiment = Key(rows, 4);
+      object.groupObject = Key(rows, 5);
+      object.billet = static_cast<BilletKind>(Number32(rows, 6, "meta_object"));
+      object.lastPosition = static_cast<std::int32_t>(Number32(rows, 7, "meta_object"));
       data.Insert(Key(rows, 0), std::move(object));
+    }
+  }
+
+  void LoadAttributes(ProductData& data) {
+    auto rows = database.Prepare("SELECT object, include, exclude, bound FROM attribute ORDER BY object");
+    while (rows.Step()) {
+      Existing(data, Key(rows, 0)).part =
+          AttributedPart{{.includeFlag = rows.Integer(1) != 0, .excludeFlag = rows.Integer(2) != 0,
+                          .embodimentBoundFlag = Number32(rows, 3, "attribute")}};
     }
   }
 
   void LoadProperties(ProductData& data) {
     auto rows = database.Prepare("SELECT object, name, kind, value, unit FROM property ORDER BY object, name");
     while (rows.Step()) {
-      MetaObject* object = data.Find(Key(rows, 0));
-      if (object == nullptr) {
-        FailDamaged(file, fmt::format("a property of an object that is not there, {}", KeyText(Key(rows, 0))));
-      }
-      object->properties.insert_or_assign(ToWide(rows.Bytes(1)), Value(rows, 2));
+      Existing(data, Key(rows, 0)).properties.insert_or_assign(ToWide(rows.Bytes(1)), Value(rows, 2));
     }
   }
 
   void LoadGroups(ProductData& data) {
     auto rows = database.Prepare("SELECT embodiment, object FROM group_member ORDER BY embodiment, object");
     while (rows.Step()) {
-      auto& members = data.AllGroups()[Key(rows, 0)];
-      members.insert(members.end(), Key(rows, 1));
+      data.AddToGroup(Key(rows, 0), Key(rows, 1));
+    }
+    auto values = database.Prepare("SELECT embodiment, object, name, kind, value, unit FROM group_property");
+    while (values.Step()) {
+      data.SetGroupValue(Key(values, 0), Key(values, 1), ToWide(values.Bytes(2)), Value(values, 3));
     }
   }
 
@@ -228,7 +258,20 @@ class Source {
       }
       std::memcpy(component.placement.data(), placement.data(), placement.size());
       component.nextElement = Number32(rows, 6, "component");
-      document.components.emplace_hint(document.components.end(), Path(rows, 0, "component"), std::move(component));
+      ComponentPath path = Path(rows, 0, "component");
+      RequireHolder(document, path);
+      document.components.emplace_hint(document.components.end(), std::move(path), std::move(component));
+    }
+  }
+
+  // In the order of the tree a component comes after the one that holds it.
+  void RequireHolder(const Document& document, const ComponentPath& path) const {
+    ComponentPath holder;
+    for (std::size_t i = 1; i < path.Count(); ++i) {
+      holder.Append(path[i]);
+    }
+    if (path.IsEmpty() || (!holder.IsEmpty() && !document.components.contains(holder))) {
+      FailDamaged(file, fmt::format("the component {} has none that holds it", PathText(path)));
     }
   }
 
@@ -256,11 +299,7 @@ class Source {
     }
     const Stream section = LinksSection();
     document.linksVersions = section.versions;
-    try {
-      document.links = ReadLinks(section, &document.productData);
-    } catch (const HostError& error) {
-      throw HostError(fmt::format("{}: {}", file.string(), error.what()));
-    }
+    document.links = WithFileName(file, [&] { return ReadLinks(section, &document.productData); });
   }
 
   Stream ReadStream(const Statement& row, int firstColumn) const {
@@ -270,6 +309,14 @@ class Source {
     const auto first = reinterpret_cast<const std::byte*>(bytes.data());
     stream.bytes.assign(first, first + bytes.size());
     return stream;
+  }
+
+  MetaObject& Existing(ProductData& data, const UniqueMetaObjectKey& key) const {
+    MetaObject* object = data.Find(key);
+    if (object == nullptr) {
+      FailDamaged(file, fmt::format("something belongs to an object that is not there, {}", KeyText(key)));
+    }
+    return *object;
   }
 
   UniqueMetaObjectKey Key(const Statement& row, int column) const {
@@ -342,39 +389,65 @@ void BindValue(Statement& row, int kind, int value, const SimplePropVal& propert
       property.GetValue());
 }
 
+// Runs the statement once for each property, with name, kind, value and unit from parameter `first` on; what stands
+// before is bound already and stays.
+void WriteProperties(Statement& row, int first, const Properties& properties) {
+  for (const auto& [name, value] : properties) {
+    const std::string utf8Name = ToUtf8(name);
+    row.BindText(first, utf8Name);
+    // A text is converted, and its bytes have to outlive the statement's run.
+    std::string text;
+    if (const auto* wide = std::get_if<std::wstring>(&value.GetValue())) {
+      text = ToUtf8(*wide);
+      row.Bind(first + 1, static_cast<std::int64_t>(ValueKind::text));
+      row.BindText(first + 2, text);
+    } else {
+      BindValue(row, first + 1, first + 2, value);
+    }
+    row.Bind(first + 3, static_cast<std::int64_t>(value.GetUnit()));
+    row.Run();
+  }
+}
+
 void WriteMetaObjects(Database& database, const ProductData& data) {
-  auto object = database.Prepare("INSERT INTO meta_object VALUES (?, ?, ?, ?, ?)");
+  auto object = database.Prepare("INSERT INTO meta_object VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
   auto property = database.Prepare("INSERT INTO property VALUES (?, ?, ?, ?, ?)");
+  auto attribute = database.Prepare("INSERT INTO attribute VALUES (?, ?, ?, ?)");
   for (const auto& [key, metaObject] : data.All()) {
     object.BindBlob(1, key.Bytes());
     object.Bind(2, static_cast<std::int64_t>(metaObject.type));
     object.BindBlob(3, metaObject.product.Bytes());
     object.BindBlob(4, metaObject.holder.Bytes());
     object.BindBlob(5, metaObject.embodiment.Bytes());
+    object.BindBlob(6, metaObject.groupObject.Bytes());
+    object.Bind(7, static_cast<std::int64_t>(metaObject.billet));
+    object.Bind(8, std::int64_t{metaObject.lastPosition});
     object.Run();
-    for (const auto& [name, value] : metaObject.properties) {
-      const std::string utf8Name = ToUtf8(name);
-      property.BindBlob(1, key.Bytes());
-      property.BindText(2, utf8Name);
-      // A text is converted, and its bytes have to outlive the statement's run.
-      std::string text;
-      if (const auto* wide = std::get_if<std::wstring>(&value.GetValue())) {
-        text = ToUtf8(*wide);
-        property.Bind(3, static_cast<std::int64_t>(ValueKind::text));
-        property.BindText(4, text);
-      } else {
-        BindValue(property, 3, 4, value);
-      }
-      property.Bind(5, static_cast<std::int64_t>(value.GetUnit()));
-      property.Run();
+    if (const auto* part = std::get_if<AttributedPart>(&metaObject.part)) {
+      attribute.BindBlob(1, key.Bytes());
+      attribute.Bind(2, std::int64_t{part->attributes.includeFlag});
+      attribute.Bind(3, std::int64_t{part->attributes.excludeFlag});
+      attribute.Bind(4, std::int64_t{part->attributes.embodimentBoundFlag});
+      attribute.Run();
     }
+    property.BindBlob(1, key.Bytes());
+    WriteProperties(property, 2, metaObject.properties);
   }
+}
+
+void WriteGroups(Database& database, const ProductData& data) {
   auto member = database.Prepare("INSERT INTO group_member VALUES (?, ?)");
-  for (const auto& [embodiment, members] : data.AllGroups()) {
-    for (const UniqueMetaObjectKey& key : members) {
+  auto value = database.Prepare("INSERT INTO group_property VALUES (?, ?, ?, ?, ?, ?)");
+  for (const auto& [embodiment, group] : data.AllGroups()) {
+    for (const UniqueMetaObjectKey& key : group.members) {
       member.BindBlob(1, embodiment.Bytes());
       member.BindBlob(2, key.Bytes());
       member.Run();
+    }
+    for (const auto& [key, properties] : group.values) {
+      value.BindBlob(1, embodiment.Bytes());
+      value.BindBlob(2, key.Bytes());
+      WriteProperties(value, 3, properties);
     }
   }
 }
@@ -433,6 +506,14 @@ void WriteSettings(Database& database, const Document& document) {
   row.Run();
 }
 
+void WriteContent(Database& database, const Document& document) {
+  WriteSettings(database, document);
+  WriteMetaObjects(database, document.productData);
+  WriteGroups(database, document.productData);
+  WriteModel(database, document);
+  WriteStreams(database, document);
+}
+
 // Where a document stands already it is opened and locked while the new one is made, so that no other program's
 // change gets lost and an interrupted save is undone before its journal could meet the new file.
 std::optional<Database> LockReplaced(const std::filesystem::path& path) {
@@ -467,12 +548,33 @@ bool IsDatabaseFile(const std::filesystem::path& path) {
 
 std::unique_ptr<Document> LoadDocument(const std::filesystem::path& path) {
   auto document = std::make_unique<Document>();
-  Source(path).Load(*document);
+  OpenDocument(path).Load(*document);
   return document;
 }
 
 Stream LoadLinksSection(const std::filesystem::path& path) {
-  return Source(path).LinksSection();
+  return OpenDocument(path).LinksSection();
+}
+
+class DocumentEdit::Source : public OpenDocument {
+  using OpenDocument::OpenDocument;
+};
+
+DocumentEdit::DocumentEdit(const std::filesystem::path& path)
+    : source(std::make_unique<Source>(path, OpenDocument::Purpose::change)), document(std::make_unique<Document>()) {
+  source->Load(*document);
+}
+
+DocumentEdit::~DocumentEdit() = default;
+
+void DocumentEdit::Save() {
+  Database& database = source->Connection();
+  for (const Table& table : c_tables) {
+    database.Execute(fmt::format("DELETE FROM {}", table.name).c_str());
+  }
+  WriteContent(database, *document);
+  database.Execute("COMMIT");
+  source.reset();
 }
 
 void SaveDocument(const Document& document, const std::filesystem::path& path) {
@@ -488,10 +590,7 @@ void SaveDocument(const Document& document, const std::filesystem::path& path) {
     for (const Table& table : c_tables) {
       database.Execute(table.declaration);
     }
-    WriteSettings(database, document);
-    WriteMetaObjects(database, document.productData);
-    WriteModel(database, document);
-    WriteStreams(database, document);
+    WriteContent(database, document);
     database.Execute("COMMIT");
   }
   output.Commit();

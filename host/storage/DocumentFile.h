@@ -16,6 +16,28 @@ bool IsDatabaseFile(const std::filesystem::path& path);
 /// Reads a document whole. Throws HostError for anything that is no readable document of this format. Never null.
 std::unique_ptr<Document> LoadDocument(const std::filesystem::path& path);
 
+/// A document that is changed in its place. The file is locked for writing from the reading to the saving, so that of
+/// two programs one waits for the other and then is refused, and no change is lost.
+class DocumentEdit {
+ public:
+  /// Reads the document under the lock. Throws as LoadDocument does, and where the document is read-only or locked.
+  explicit DocumentEdit(const std::filesystem::path& path);
+  DocumentEdit(const DocumentEdit&) = delete;
+  DocumentEdit& operator=(const DocumentEdit&) = delete;
+  /// Without a Save the file is as it was.
+  ~DocumentEdit();
+
+  Document& Get() noexcept { return *document; }
+  /// Writes the document, as one transaction, and gives up the lock. At most once. Where it throws the file is as it
+  /// was.
+  void Save();
+
+ private:
+  class Source;
+  std::unique_ptr<Source> source;
+  std::unique_ptr<Document> document;
+};
+
 /// Reads the links section of a document as it stands there, damaged or not. Throws HostError where the file is no
 /// document or has no links section.
 Stream LoadLinksSection(const std::filesystem::path& path);

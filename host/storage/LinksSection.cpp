@@ -16,7 +16,7 @@ namespace host {
 namespace {
 
 [[noreturn]] void FailDamaged(const SectionFault& fault) {
-  throw HostError(fmt::format("the links section is damaged {}; 'qlinks dump' shows it up to there", FaultText(fault)));
+  throw DocumentError(fmt::format("the links section is damaged {}; 'qlinks dump' shows it up to there", FaultText(fault)));
 }
 
 }  // namespace
@@ -39,7 +39,7 @@ Stream WriteLinks(const IProductGeometryObjects3D& links, const StreamVersions& 
   MemoryWriter out(versions);
   links.WriteMetaObjectsLinks(out);
   if (!out.good()) {
-    throw HostError(fmt::format("the links cannot be written under application version {} and math version {}",
+    throw DocumentError(fmt::format("the links cannot be written under application version {} and math version {}",
                                 VersionText(versions.appVersion), VersionText(versions.mathVersion)));
   }
   return Stream{versions, out.TakeBytes()};

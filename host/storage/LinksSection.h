@@ -10,11 +10,11 @@
 namespace host {
 
 /// Reads a links section into a new store with a validator that accepts everything. The section is checked first, byte
-/// by byte, and read through a strict reader: a damaged one throws HostError (without a file's name) in time and memory
-/// bounded by its length. With `metaData` the unique links are repaired (ReadMetaObjectsLinks).
+/// by byte, and read through a strict reader: a damaged one throws DocumentError in time and memory bounded by its
+/// length. With `metaData` the unique links are repaired (ReadMetaObjectsLinks).
 std::unique_ptr<IProductGeometryObjects3D> ReadLinks(const Stream& section, const IfMetaProductData* metaData);
 
-/// The links section of a store under these versions, with the store's write path in force. Throws HostError where the
+/// The links section of a store under these versions, with the store's write path in force. Throws DocumentError where the
 /// versions cannot carry it.
 Stream WriteLinks(const IProductGeometryObjects3D& links, const StreamVersions& versions);
 

@@ -6,6 +6,7 @@
 #include <q3DCore/IfComponent.h>
 #include <qDocument/IfDocObject.h>
 
+#include "tests/support/DocumentMocks.h"
 #include "tests/support/Links.h"
 
 namespace {
@@ -14,19 +15,6 @@ using testing::_;
 using testing::Return;
 using testing::StrictMock;
 using testing::Throw;
-
-class MockDocument : public IfDocObject {
- public:
-  MOCK_METHOD(IfSomething*, FindObject, (const GeometryObject3D&), (const, override));
-  MOCK_METHOD(CompTrObject<IfSomething>, FindWrapper, (const GeometryObject3D&, IfComponent*),
-              (const, override));
-};
-
-class MockComponent : public IfComponent {
- public:
-  MOCK_METHOD(void*, QueryInterface, (unsigned int), (const, override));
-  MOCK_METHOD(const MbPath&, GetPath, (), (const, override));
-};
 
 const GeometryObject3D c_linked = EquivalentTo(Solid({1, 2}, "n"));
 

@@ -1,5 +1,6 @@
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <type_traits>
 #include <typeinfo>
 
@@ -85,6 +86,8 @@ class CountingStore final : public ProductGeometryObjects3D {
 
 class DocumentWithoutObjects : public IfDocObject {
  public:
+  std::unique_ptr<IfObjectIterator> CreateObjectIterator(IfDocObject*, std::uint64_t) override { return nullptr; }
+  IfSomething& GetComponentHolder() override { throw std::logic_error("no store asks for it"); }
   IfSomething* FindObject(const GeometryObject3D&) const override { return nullptr; }
   CompTrObject<IfSomething> FindWrapper(const GeometryObject3D&, IfComponent*) const override { return {}; }
 };

@@ -9,6 +9,7 @@
 #include <q3DCore/IfGeometrySource.h>
 #include <qDocument/IfDocObject.h>
 
+#include "tests/support/DocumentMocks.h"
 #include "tests/support/PlatformPrinting.h"
 
 namespace {
@@ -18,31 +19,6 @@ using testing::Return;
 using testing::ReturnRef;
 using testing::StrictMock;
 using testing::Throw;
-
-class MockObject : public IfSomething {
- public:
-  MOCK_METHOD(void*, QueryInterface, (unsigned int), (const, override));
-};
-
-class MockComponent : public IfComponent {
- public:
-  MOCK_METHOD(void*, QueryInterface, (unsigned int), (const, override));
-  MOCK_METHOD(const MbPath&, GetPath, (), (const, override));
-};
-
-class MockSource : public IfGeometrySource {
- public:
-  MOCK_METHOD(std::uint32_t, GetObjectType, (), (const, override));
-  MOCK_METHOD(const MbPath&, GetSecondPath, (), (const, override));
-  MOCK_METHOD(const MbName&, GetObjectName, (), (const, override));
-};
-
-class MockDocument : public IfDocObject {
- public:
-  MOCK_METHOD(IfSomething*, FindObject, (const GeometryObject3D&), (const, override));
-  MOCK_METHOD(CompTrObject<IfSomething>, FindWrapper, (const GeometryObject3D&, IfComponent*),
-              (const, override));
-};
 
 GeometryObject3D Object(std::uint32_t type, ComponentPath path, const char* name, MbPath secondPath = {}) {
   return GeometryObject3D(type, std::move(path), std::move(secondPath), MbName(name));

@@ -50,4 +50,6 @@ class MockMetaProductData : public IfMetaProductData {
  public:
   MOCK_METHOD(bool, HasMetaObject, (const UniqueMetaObjectKey&), (const, override));
   MOCK_METHOD(std::set<UniqueMetaObjectKey>, GetRelatedMetaObjects, (const UniqueMetaObjectKey&), (const, override));
+  MOCK_METHOD(PropValueRef, GetPropertyRef, (const UniqueMetaObjectKey&, const std::wstring&), (const, override));
+  MOCK_METHOD(bool, IsAssociativeBillet, (const UniqueMetaObjectKey&), (const, override));
 };

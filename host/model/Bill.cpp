@@ -1,0 +1,189 @@
+#include "host/model/Bill.h"
+
+#include <algorithm>
+#include <map>
+#include <tuple>
+#include <utility>
+#include <variant>
+
+#include <qProdData3D/meta_3d.h>
+
+#include "vocabulary/PropertyNames.h"
+
+namespace host {
+
+namespace {
+
+// One occurrence that counts in a bill.
+struct CountedOccurrence {
+  const ComponentPath* path;
+  const Component* component;
+  const MetaObject* object;
+};
+
+ComponentPath HolderOf(const ComponentPath& path) {
+  ComponentPath holder;
+  for (std::size_t i = 1; i < path.Count(); ++i) {
+    holder.Append(path[i]);
+  }
+  return holder;
+}
+
+// Calls the visitor for every occurrence, in the order of the tree, that the root in this embodiment really has: a
+// component that the embodiment does not hold takes along all below it.
+template <class Visitor>
+void ForEachOccurrence(const Document& document, const UniqueMetaObjectKey& rootEmbodiment, Visitor visit) {
+  const auto& members = document.productData.FindGroup(rootEmbodiment).members;
+  bool isRootElementHeld = false;
+  for (const auto& [path, component] : document.components) {
+    if (path.Count() == 1) {
+      isRootElementHeld = members.contains(component.occurrence);
+    }
+    const MetaObject* object = document.productData.Find(component.occurrence);
+    if (isRootElementHeld && object != nullptr) {
+      visit(CountedOccurrence{&path, &component, object});
+    }
+  }
+}
+
+class BillMaker {
+ public:
+  BillMaker(const Document& model, const UniqueMetaObjectKey& rootEmbodiment)
+      : document(model), data(model.productData), embodiment(rootEmbodiment), aggregator({&data}),
+        view(model, rootEmbodiment) {}
+
+  std::vector<Bill> Make() {
+    StartBill(data.RootProduct(), embodiment, ComponentPath(), 0);
+    ForEachOccurrence(document, embodiment, [this](const CountedOccurrence& occurrence) { Add(occurrence); });
+    for (Bill& bill : bills) {
+      Finish(bill);
+    }
+    return std::move(bills);
+  }
+
+ private:
+  void StartBill(const UniqueMetaObjectKey& assembly, const UniqueMetaObjectKey& usedIn, const ComponentPath& path,
+                 std::size_t depth) {
+    if (billOf.emplace(assembly, bills.size()).second) {
+      bills.push_back({assembly, usedIn, depth, {}});
+      firstUse.push_back(path);
+    }
+  }
+
+  void Add(const CountedOccurrence& occurrence) {
+    if (occurrence.object->type == MetaObjectType::assemblyOccurrence) {
+      StartBill(occurrence.object->product, occurrence.object->embodiment, *occurrence.path,
+                occurrence.path->Count());
+    }
+    const MetaObject* group = data.Find(occurrence.object->groupObject);
+    const auto bill = billOf.find(data.HoldingProduct(*occurrence.object));
+    if (group == nullptr || bill == billOf.end() || !CountsInBill(*occurrence.object) || !CountsInBill(*group)) {
+      return;
+    }
+    BillLine& line = LineOf(bill->second, occurrence.object->groupObject);
+    // All uses of an assembly are alike; the first one is counted.
+    if (HolderOf(*occurrence.path) == firstUse[bill->second]) {
+      ++line.count;
+    }
+    const auto bodies = document.bodies.find(*occurrence.path);
+    if (bodies == document.bodies.end()) {
+      return;
+    }
+    for (const Body& body : bodies->second) {
+      const BodyPlace place{*occurrence.path, body.objectName};
+      line.bodies.push_back(place);
+      if (!Agrees(line, BodyGeometry(*occurrence.path, body))) {
+        line.disagreeing.push_back(place);
+      }
+    }
+  }
+
+  BillLine& LineOf(std::size_t bill, const UniqueMetaObjectKey& groupObject) {
+    const auto [found, isNew] = lineOf.emplace(groupObject, bills[bill].lines.size());
+    if (isNew) {
+      BillLine line;
+      line.groupObject = groupObject;
+      line.position = meta_3d::GetGroupObjPositionValue(aggregator, groupObject, bills[bill].embodiment).GetSimpleValue();
+      line.marking = data.ProductText(groupObject, c_marking);
+      line.name = data.ProductText(groupObject, c_productName);
+      bills[bill].lines.push_back(std::move(line));
+    }
+    return bills[bill].lines[found->second];
+  }
+
+  bool Agrees(const BillLine& line, const GeometryObject3D& body) const {
+    const auto positions = PositionsOfBody(aggregator, document, view, body);
+    return line.position.IsEmpty()
+               ? positions.empty()
+               : positions.size() == 1 && positions.begin()->GetValue().GetValue() == line.position.GetValue();
+  }
+
+  static void Finish(Bill& bill) {
+    std::stable_sort(bill.lines.begin(), bill.lines.end(), [](const BillLine& left, const BillLine& right) {
+      if (left.position.IsEmpty() || right.position.IsEmpty()) {
+        return !left.position.IsEmpty() && right.position.IsEmpty();
+      }
+      return left.position.GetValue() < right.position.GetValue();
+    });
+  }
+
+  const Document& document;
+  const ProductData& data;
+  UniqueMetaObjectKey embodiment;
+  Aggregator aggregator;
+  ModelDocument view;
+  std::vector<Bill> bills;
+  // The component in which the assembly of each bill is used first.
+  std::vector<ComponentPath> firstUse;
+  std::map<UniqueMetaObjectKey, std::size_t> billOf;
+  std::map<UniqueMetaObjectKey, std::size_t> lineOf;
+};
+
+}  // namespace
+
+bool CountsInBill(const MetaObject& object) {
+  const auto* part = std::get_if<AttributedPart>(&object.part);
+  return part == nullptr || (part->attributes.includeFlag && !part->attributes.excludeFlag);
+}
+
+std::set<meta_data::positions::PositionValue> PositionsOfBody(const Aggregator& aggregator, const Document& document,
+                                                              const ModelDocument& model,
+                                                              const GeometryObject3D& body) {
+  return meta_3d::GetPositionValues(aggregator, *document.links, body.ToWrapper(model, nullptr));
+}
+
+std::vector<Bill> MakeBills(const Document& document, const UniqueMetaObjectKey& rootEmbodiment) {
+  return BillMaker(document, rootEmbodiment).Make();
+}
+
+Bill MakeFlatBill(const Document& document, const UniqueMetaObjectKey& rootEmbodiment) {
+  const ProductData& data = document.productData;
+  Bill bill{data.RootProduct(), rootEmbodiment, 0, {}};
+  std::map<UniqueMetaObjectKey, BillLine> lines;
+  ForEachOccurrence(document, rootEmbodiment, [&](const CountedOccurrence& occurrence) {
+    const MetaObject* group = data.Find(occurrence.object->groupObject);
+    const bool isPart = occurrence.object->type != MetaObjectType::assemblyOccurrence;
+    if (!isPart || !CountsInBill(*occurrence.object) || (group != nullptr && !CountsInBill(*group))) {
+      return;
+    }
+    BillLine& line = lines[occurrence.object->product];
+    ++line.count;
+    const auto bodies = document.bodies.find(*occurrence.path);
+    if (bodies != document.bodies.end()) {
+      for (const Body& body : bodies->second) {
+        line.bodies.push_back({*occurrence.path, body.objectName});
+      }
+    }
+  });
+  for (auto& [product, line] : lines) {
+    line.marking = data.ProductText(product, c_marking);
+    line.name = data.ProductText(product, c_productName);
+    bill.lines.push_back(std::move(line));
+  }
+  std::stable_sort(bill.lines.begin(), bill.lines.end(), [](const BillLine& left, const BillLine& right) {
+    return std::tie(left.marking, left.name) < std::tie(right.marking, right.name);
+  });
+  return bill;
+}
+
+}  // namespace host
