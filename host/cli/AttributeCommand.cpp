@@ -59,8 +59,10 @@ int RunSet(const AttributeArguments& arguments) {
   }
   Set(std::get<AttributedPart>(part).attributes, arguments.attribute, arguments.state == "on");
   RebuildPositionLinks(document);
-  edit.Save();
-  Show(document.productData, key);
+  edit.Save([&] {
+    Show(document.productData, key);
+    FinishOutput();
+  });
   return 0;
 }
 

@@ -79,8 +79,10 @@ int RunBillet(const BilletArguments& arguments) {
             : arguments.associative ? BilletKind::associative
                                     : BilletKind::none);
   RebuildPositionLinks(document);
-  edit.Save();
-  Show(document.productData, line);
+  edit.Save([&] {
+    Show(document.productData, line);
+    FinishOutput();
+  });
   return 0;
 }
 

@@ -58,11 +58,13 @@ int RunRepair(const CheckArguments& arguments) {
   const std::vector<Finding> before = FindFaults(document, base);
   RepairLinks(document);
   const std::vector<Finding> after = FindFaults(document, base);
-  edit.Save();
-  if (!arguments.json) {
-    PrintLine(fmt::format("{} found, {} repaired; left:", before.size(), before.size() - after.size()));
-  }
-  Print(after, arguments.json);
+  edit.Save([&] {
+    if (!arguments.json) {
+      PrintLine(fmt::format("{} found, {} repaired; left:", before.size(), before.size() - after.size()));
+    }
+    Print(after, arguments.json);
+    FinishOutput();
+  });
   return after.empty() ? 0 : 1;
 }
 

@@ -1,8 +1,10 @@
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -49,52 +51,78 @@ Stream WriteOneComponent(IProductGeometryObjects3D& links, const ComponentPath& 
   return WriteLinks(links, {c_currentAppVersion, mathVersion});
 }
 
-// What of one set another store does not hold.
-struct Missing {
-  std::size_t links = 0;
-  std::size_t secondPaths = 0;
+// How one set differs from what reads back.
+struct Difference {
+  std::size_t lost = 0;
+  std::size_t added = 0;
+  std::size_t withoutSecondPath = 0;
 };
 
-Missing FindMissing(const IProductGeometryObjects3D& from, const IProductGeometryObjects3D& in, LinkSet set) {
-  Missing missing;
-  from.ForEachLink(
-      [&](const ProductGeometryObject3D& link) {
-        if (in.HasLink(link.metaKey, link.geometry, set)) {
-          return;
-        }
-        GeometryObject3D withoutSecondPath = link.geometry;
-        withoutSecondPath.secondPath.Clear();
-        const bool isThere = in.HasLink(link.metaKey, withoutSecondPath, set);
-        ++(isThere ? missing.secondPaths : missing.links);
-      },
-      set);
-  return missing;
+bool IsBefore(const ProductGeometryObject3D& left, const ProductGeometryObject3D& right) {
+  return left.metaKey == right.metaKey ? left.geometry < right.geometry : left.metaKey < right.metaKey;
+}
+
+// Links in the order of their pairs of key and geometry object. Borrows them from the store.
+std::vector<const ProductGeometryObject3D*> SortedLinks(const IProductGeometryObjects3D& links, LinkSet set) {
+  std::vector<const ProductGeometryObject3D*> sorted;
+  links.ForEachLink([&sorted](const ProductGeometryObject3D& link) { sorted.push_back(&link); }, set);
+  std::sort(sorted.begin(), sorted.end(), [](const auto* left, const auto* right) { return IsBefore(*left, *right); });
+  return sorted;
+}
+
+// Links are the same where their geometry objects are equivalent: the second path may be what is lost.
+Difference Compare(const IProductGeometryObjects3D& before, const IProductGeometryObjects3D& after, LinkSet set) {
+  const auto old = SortedLinks(before, set);
+  const auto fresh = SortedLinks(after, set);
+  Difference difference;
+  auto next = fresh.begin();
+  for (const ProductGeometryObject3D* link : old) {
+    while (next != fresh.end() && IsBefore(**next, *link)) {
+      ++difference.added;
+      ++next;
+    }
+    if (next == fresh.end() || IsBefore(*link, **next)) {
+      ++difference.lost;
+      continue;
+    }
+    if (!(link->geometry == (*next)->geometry)) {
+      ++difference.withoutSecondPath;
+    }
+    ++next;
+  }
+  difference.added += static_cast<std::size_t>(fresh.end() - next);
+  return difference;
 }
 
 // One line for each kind of loss, found by comparing what was there with what reads back.
-void PrintLosses(const IProductGeometryObjects3D& before, const IProductGeometryObjects3D& after,
-                 std::uint32_t appVersion) {
-  const Missing unique = FindMissing(before, after, LinkSet::Unique);
-  const Missing validated = FindMissing(before, after, LinkSet::Validated);
+void PrintLosses(const Document& document, const IProductGeometryObjects3D& before) {
+  const std::uint32_t appVersion = document.linksVersions.appVersion;
   const std::string version = VersionText(appVersion);
-  if (unique.links != 0) {
-    PrintLine(fmt::format("lost: {} unique links ({} carries {})", unique.links, version,
+  const Difference unique = Compare(before, *document.links, LinkSet::Unique);
+  const Difference validated = Compare(before, *document.links, LinkSet::Validated);
+  if (document.droppedLinks != 0) {
+    PrintLine(fmt::format("lost: {} records of the links section, which repeat or contradict others",
+                          document.droppedLinks));
+  }
+  if (unique.lost != 0) {
+    PrintLine(fmt::format("lost: {} unique links ({} carries {})", unique.lost, version,
                           link_stream::HasLinks(appVersion) ? "them only in part" : "no links"));
   }
-  if (validated.links != 0) {
-    PrintLine(fmt::format("lost: {} validated links ({} carries {})", validated.links, version,
+  if (validated.lost != 0) {
+    PrintLine(fmt::format("lost: {} validated links ({} carries {})", validated.lost, version,
                           link_stream::HasLinks(appVersion) ? "unique links only" : "no links"));
   }
-  if (unique.secondPaths + validated.secondPaths != 0) {
+  if (unique.withoutSecondPath + validated.withoutSecondPath != 0) {
     PrintLine(fmt::format("lost: the second paths of {} unique and {} validated links ({} carries none)",
-                          unique.secondPaths, validated.secondPaths, version));
+                          unique.withoutSecondPath, validated.withoutSecondPath, version));
   }
-  const Missing added = FindMissing(after, before, LinkSet::Validated);
-  if (added.links != 0) {
+  if (validated.added != 0) {
     PrintLine(fmt::format("changed: {} unique links count as validated as well ({} keeps one set for both)",
-                          added.links, version));
+                          validated.added, version));
   }
-  if (unique.links + unique.secondPaths + validated.links + validated.secondPaths + added.links == 0) {
+  if (document.droppedLinks + unique.lost + unique.withoutSecondPath + validated.lost + validated.withoutSecondPath +
+          validated.added ==
+      0) {
     PrintLine("nothing lost");
   }
 }
@@ -123,8 +151,10 @@ int RunConvert(const ConvertArguments& arguments) {
   auto converted = ReadLinks(WriteLinks(*document.links, versions), &document.productData);
   const auto before = std::exchange(document.links, std::move(converted));
   document.linksVersions = versions;
-  SaveDocument(document, arguments.output);
-  PrintLosses(*before, *document.links, versions.appVersion);
+  SaveDocument(document, arguments.output, [&] {
+    PrintLosses(document, *before);
+    FinishOutput();
+  });
   return 0;
 }
 

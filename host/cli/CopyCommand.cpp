@@ -21,8 +21,10 @@ struct CopyArguments {
 int RunCopy(const CopyArguments& arguments) {
   const std::unique_ptr<Document> document = LoadDocument(arguments.document);
   RenewKeys(*document);
-  SaveDocument(*document, arguments.output);
-  PrintLine(fmt::format("{} meta objects under new keys", document->productData.All().size()));
+  SaveDocument(*document, arguments.output, [&document] {
+    PrintLine(fmt::format("{} meta objects under new keys", document->productData.All().size()));
+    FinishOutput();
+  });
   return 0;
 }
 

@@ -25,16 +25,19 @@ struct DumpArguments {
   bool json = false;
 };
 
+// Before it is opened: opening a pipe waits for whoever writes to it.
+void RequireFile(const std::filesystem::path& file) {
+  std::error_code error;
+  if (!std::filesystem::exists(file, error)) {
+    throw HostError(fmt::format("{}: no such file; name a document or a links section", file.string()));
+  }
+  if (!std::filesystem::is_regular_file(file, error)) {
+    throw HostError(fmt::format("{}: not a file on a disk; name a document or a links section", file.string()));
+  }
+}
+
 // A section on its own carries no versions; those of today hold unless others are given.
 Stream LoadBareSection(const DumpArguments& arguments) {
-  std::error_code error;
-  if (!std::filesystem::exists(arguments.file, error)) {
-    throw HostError(fmt::format("{}: no such file; name a document or a links section", arguments.file.string()));
-  }
-  if (!std::filesystem::is_regular_file(arguments.file, error)) {
-    throw HostError(fmt::format("{}: not a file on a disk; name a document or a links section",
-                                arguments.file.string()));
-  }
   std::ifstream in(arguments.file, std::ios::binary);
   if (!in) {
     throw HostError(fmt::format("{}: cannot be opened; look at the rights of the file", arguments.file.string()));
@@ -53,6 +56,7 @@ Stream LoadBareSection(const DumpArguments& arguments) {
 }
 
 Stream LoadSection(const DumpArguments& arguments) {
+  RequireFile(arguments.file);
   if (!IsDatabaseFile(arguments.file)) {
     return LoadBareSection(arguments);
   }

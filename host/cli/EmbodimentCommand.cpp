@@ -40,9 +40,11 @@ int RunAdd(const EmbodimentArguments& arguments) {
                  [&document](const std::string& text) { return FindRootOccurrence(document, text); });
   const UniqueMetaObjectKey embodiment = AddEmbodiment(document, arguments.name, arguments.number, without);
   RebuildPositionLinks(document);
-  edit.Save();
-  PrintLine(fmt::format("{}: {} occurrences", arguments.name,
-                        document.productData.FindGroup(embodiment).members.size()));
+  edit.Save([&] {
+    PrintLine(fmt::format("{}: {} occurrences", arguments.name,
+                          document.productData.FindGroup(embodiment).members.size()));
+    FinishOutput();
+  });
   return 0;
 }
 
@@ -52,8 +54,10 @@ int RunRemove(const EmbodimentArguments& arguments) {
   const UniqueMetaObjectKey embodiment = FindEmbodiment(document, arguments.name);
   RemoveEmbodiment(document, embodiment);
   RebuildPositionLinks(document);
-  edit.Save();
-  PrintLine(fmt::format("{}: removed", arguments.name));
+  edit.Save([&arguments] {
+    PrintLine(fmt::format("{}: removed", arguments.name));
+    FinishOutput();
+  });
   return 0;
 }
 

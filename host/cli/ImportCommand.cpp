@@ -23,10 +23,12 @@ int RunImport(const ImportArguments& arguments) {
   const StepAssembly assembly = ReadStepInput(arguments.step);
   Document document;
   const MergeReport report = MergeAssembly(document, assembly, arguments.step.file.stem().string());
-  SaveDocument(document, arguments.output);
-  PrintStepWarnings(arguments.step, assembly);
-  PrintLine(fmt::format("{} occurrences, {} products, {} bodies, {} warnings", report.occurrences, report.products,
-                        report.bodies, assembly.warnings.size()));
+  SaveDocument(document, arguments.output, [&] {
+    PrintStepWarnings(arguments.step, assembly);
+    PrintLine(fmt::format("{} occurrences, {} products, {} bodies, {} warnings", report.occurrences, report.products,
+                          report.bodies, assembly.warnings.size()));
+    FinishOutput();
+  });
   return 0;
 }
 

@@ -8,6 +8,7 @@
 #include "host/cli/Output.h"
 #include "host/model/TextForms.h"
 #include "host/storage/DocumentFile.h"
+#include "host/storage/LinksSection.h"
 
 namespace host {
 
@@ -17,12 +18,6 @@ struct InfoArguments {
   std::filesystem::path document;
   bool json = false;
 };
-
-std::size_t CountLinks(const IProductGeometryObjects3D& links, LinkSet set) {
-  std::size_t count = 0;
-  links.ForEachLink([&count](const ProductGeometryObject3D&) { ++count; }, set);
-  return count;
-}
 
 struct TypeCount {
   const char* label;
@@ -38,7 +33,7 @@ constexpr TypeCount c_types[] = {
     {"group objects", MetaObjectType::groupObject},
 };
 
-void PrintText(const Document& document, std::size_t unique, std::size_t validated) {
+void PrintText(const Document& document, std::uint64_t unique, std::uint64_t validated) {
   const ProductData& data = document.productData;
   std::map<MetaObjectType, std::size_t> byType;
   std::size_t properties = 0;
@@ -73,8 +68,12 @@ void PrintText(const Document& document, std::size_t unique, std::size_t validat
 int RunInfo(const InfoArguments& arguments) {
   const std::unique_ptr<Document> opened = LoadDocument(arguments.document);
   const Document& document = *opened;
-  const std::size_t unique = CountLinks(*document.links, LinkSet::Unique);
-  const std::size_t validated = CountLinks(*document.links, LinkSet::Validated);
+  const std::uint64_t unique = CountLinks(*document.links, LinkSet::Unique);
+  const std::uint64_t validated = CountLinks(*document.links, LinkSet::Validated);
+  if (document.droppedLinks != 0) {
+    PrintWarning(fmt::format("{}: {} records of the links section repeat or contradict others and were left out",
+                             arguments.document.string(), document.droppedLinks));
+  }
   if (!arguments.json) {
     PrintText(document, unique, validated);
     return 0;
@@ -87,7 +86,7 @@ int RunInfo(const InfoArguments& arguments) {
       {"bodies", document.BodyCount()},
       {"links", {{"unique", unique}, {"validated", validated}}},
   };
-  PrintLine(info.dump(2));
+  PrintJson(info);
   return 0;
 }
 

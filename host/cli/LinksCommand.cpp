@@ -8,7 +8,6 @@
 #include "host/HostError.h"
 #include "host/cli/Commands.h"
 #include "host/cli/Output.h"
-#include "host/model/FindObject.h"
 #include "host/model/TextForms.h"
 #include "host/storage/DocumentFile.h"
 
@@ -40,7 +39,7 @@ class Selection {
     }
     if (arguments.component) {
       path = ParsePath(*arguments.component);
-      FindComponent(document, *arguments.component);
+      RequireComponent();
     }
   }
 
@@ -67,6 +66,19 @@ class Selection {
     if (!isLinked && !document.productData.HasMetaObject(*key)) {
       throw DocumentError(
           fmt::format("no meta object has the key '{}'; 'qlinks links' shows the keys", KeyText(*key)));
+    }
+  }
+
+  // A link may name a component that is gone, which is worth looking at.
+  void RequireComponent() const {
+    bool isNamed = path->IsEmpty() || document.components.contains(*path);
+    for (const NamedSet& named : c_sets) {
+      document.links->ForEachLink(
+          [&](const ProductGeometryObject3D& link) { isNamed = isNamed || link.geometry.componentPath == *path; },
+          named.set);
+    }
+    if (!isNamed) {
+      throw DocumentError(fmt::format("no component {}; 'qlinks links' shows the paths", PathText(*path)));
     }
   }
 

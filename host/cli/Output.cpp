@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "host/HostError.h"
+#include "host/model/TextForms.h"
 
 namespace host {
 
@@ -31,12 +32,12 @@ void Print(std::string_view text) {
 }  // namespace
 
 void PrintLine(std::string_view line) {
-  Print(line);
+  Print(OneLine(line));
   Print("\n");
 }
 
 void PrintWarning(std::string_view text) {
-  fmt::print(stderr, "qlinks: warning: {}\n", text);
+  fmt::print(stderr, "qlinks: warning: {}\n", OneLine(text));
 }
 
 void FinishOutput() {
@@ -50,15 +51,16 @@ void PrintTable(const Row& heading, const RowSource& rows) {
   const auto measure = [&widths](const Row& row) {
     widths.resize(std::max(widths.size(), row.size()));
     for (std::size_t i = 0; i < row.size(); ++i) {
-      widths[i] = std::max(widths[i], Width(row[i]));
+      widths[i] = std::max(widths[i], Width(OneLine(row[i])));
     }
   };
   const auto print = [&widths](const Row& row) {
     std::string line;
     for (std::size_t i = 0; i < row.size(); ++i) {
-      line += row[i];
+      const std::string cell = OneLine(row[i]);
+      line += cell;
       const bool isLast = i + 1 == row.size();
-      line.append(isLast ? 0 : widths[i] - Width(row[i]) + 2, ' ');
+      line.append(isLast ? 0 : widths[i] - Width(cell) + 2, ' ');
     }
     line.erase(line.find_last_not_of(' ') + 1);
     PrintLine(line);
@@ -67,6 +69,11 @@ void PrintTable(const Row& heading, const RowSource& rows) {
   rows(measure);
   print(heading);
   rows(print);
+}
+
+void PrintJson(const nlohmann::ordered_json& value) {
+  Print(value.dump(2));
+  Print("\n");
 }
 
 JsonList::JsonList() {

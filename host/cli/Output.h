@@ -13,6 +13,7 @@ namespace host {
 
 /// Results go to standard output, everything else to standard error.
 
+/// Each prints one clean line, whatever the text brings along (OneLine).
 void PrintLine(std::string_view line);
 void PrintWarning(std::string_view text);
 
@@ -26,6 +27,9 @@ using RowSource = std::function<void(const RowVisitor&)>;
 
 /// Prints a heading and the rows in columns as wide as their widest text. Asks the source twice and keeps no row.
 void PrintTable(const Row& heading, const RowSource& rows);
+
+/// Prints one JSON value over several lines.
+void PrintJson(const nlohmann::ordered_json& value);
 
 /// Prints a list of JSON values, an element to a line, as they come.
 class JsonList {

@@ -93,8 +93,10 @@ int RunPosition(const PositionArguments& arguments) {
     PrintLine(fmt::format("{}: {}", data.DisplayName(*holder), *old));
   }
   SetPosition(data, embodiment, line, number, true);
-  edit.Save();
-  PrintLine(fmt::format("{}: {}", data.DisplayName(line), number));
+  edit.Save([&] {
+    PrintLine(fmt::format("{}: {}", data.DisplayName(line), number));
+    FinishOutput();
+  });
   return 0;
 }
 

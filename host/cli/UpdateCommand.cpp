@@ -31,15 +31,20 @@ int RunUpdate(const UpdateArguments& arguments) {
   const MergeReport report = WithFileName(arguments.step.file, [&] {
     return MergeAssembly(*document, assembly, arguments.step.file.stem().string());
   });
-  if (!arguments.dryRun) {
-    SaveDocument(*document, arguments.output);
+  const auto print = [&] {
+    PrintStepWarnings(arguments.step, assembly);
+    for (const std::string& change : report.changes) {
+      PrintLine(change);
+    }
+    PrintLine(fmt::format("kept {}, added {}, moved {}, removed {} occurrences{}", report.kept, report.added,
+                          report.moved, report.removed, arguments.dryRun ? " (nothing was written)" : ""));
+    FinishOutput();
+  };
+  if (arguments.dryRun) {
+    print();
+  } else {
+    SaveDocument(*document, arguments.output, print);
   }
-  PrintStepWarnings(arguments.step, assembly);
-  for (const std::string& change : report.changes) {
-    PrintLine(change);
-  }
-  PrintLine(fmt::format("kept {}, added {}, moved {}, removed {} occurrences{}", report.kept, report.added,
-                        report.moved, report.removed, arguments.dryRun ? " (nothing was written)" : ""));
   return 0;
 }
 

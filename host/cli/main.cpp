@@ -9,13 +9,14 @@
 #include "host/HostError.h"
 #include "host/cli/Commands.h"
 #include "host/cli/Output.h"
+#include "host/model/TextForms.h"
 
 namespace {
 
 constexpr int c_badInput = 2;
 
 int ReportFailure(const std::string& text) {
-  fmt::print(stderr, "qlinks: {}\n", text);
+  fmt::print(stderr, "qlinks: {}\n", host::OneLine(text));
   return c_badInput;
 }
 

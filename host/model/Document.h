@@ -81,6 +81,9 @@ struct Document {
   std::unique_ptr<IProductGeometryObjects3D> links = CreateProductGeometryObjects3D(AcceptAnyLink);
   /// The versions under which the links are written.
   StreamVersions linksVersions;
+  /// How many records of the links section were not taken up when it was read: doubles, and all but one of several
+  /// unique links for one key or one geometry object.
+  std::uint64_t droppedLinks = 0;
   /// By name, streams of programs that this one does not know; they are written back as they were read.
   std::map<std::string, Stream> otherStreams;
 

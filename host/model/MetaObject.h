@@ -43,20 +43,22 @@ struct MetaObject {
   /// Assembly occurrence: the embodiment of its product that it is used in. Assembly product: its base embodiment.
   UniqueMetaObjectKey embodiment;
   /// Occurrence and billet: the line of its holder's bill that it counts in.
-  UniqueMetaObjectKey groupObject;
+  UniqueMetaObjectKey groupObject{};
   /// Of an occurrence or a group object that stands for stock. An occurrence that does has the type billet as well.
   BilletKind billet = BilletKind::none;
   /// Embodiment: the last position number given in its bill; numbers are never given twice.
   std::int32_t lastPosition = 0;
   /// An AttributedPart where somebody has set attributes.
-  ProductPart part;
-  Properties properties;
+  ProductPart part{};
+  Properties properties{};
 
   /// True for what has a place in the model: part and assembly occurrences and billets.
   bool IsOccurrence() const {
     return type == MetaObjectType::partOccurrence || type == MetaObjectType::assemblyOccurrence ||
            type == MetaObjectType::billet;
   }
+
+  friend bool operator==(const MetaObject&, const MetaObject&) = default;
 };
 
 }  // namespace host

@@ -173,11 +173,14 @@ void ProductData::RemoveFromGroup(const UniqueMetaObjectKey& embodiment, const U
 
 void ProductData::SetGroupValue(const UniqueMetaObjectKey& embodiment, const UniqueMetaObjectKey& object,
                                 const std::wstring& name, const SimplePropVal& value) {
-  Properties& properties = groups[embodiment].values[object];
-  if (value.IsEmpty()) {
-    properties.erase(name);
-  } else {
-    properties.insert_or_assign(name, value);
+  GroupValues& values = groups[embodiment].values;
+  if (!value.IsEmpty()) {
+    values[object].insert_or_assign(name, value);
+    return;
+  }
+  const auto properties = values.find(object);
+  if (properties != values.end() && properties->second.erase(name) != 0 && properties->second.empty()) {
+    values.erase(properties);
   }
 }
 

@@ -27,6 +27,8 @@ class ProductData final : public IfMetaProductData {
     /// The group objects of the members, each with how many members it has.
     std::map<UniqueMetaObjectKey, std::size_t> lines;
     GroupValues values;
+
+    friend bool operator==(const Group&, const Group&) = default;
   };
   using Groups = std::map<UniqueMetaObjectKey, Group>;
 

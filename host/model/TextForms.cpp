@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <ctime>
 #include <limits>
 #include <type_traits>
 #include <variant>
@@ -16,6 +17,10 @@
 namespace host {
 
 namespace {
+
+// The years 1 to 9999.
+constexpr std::int64_t c_firstShownSecond = -62'135'596'800;
+constexpr std::int64_t c_lastShownSecond = 253'402'300'799;
 
 // The length of the UTF-8 sequence at the beginning of `bytes`, 0 where there is none.
 std::size_t SequenceLength(std::string_view bytes) {
@@ -59,12 +64,14 @@ bool IsUtf8(std::string_view bytes) {
   return true;
 }
 
-std::string BytesText(std::string_view bytes) {
+namespace {
+
+std::string Escaped(std::string_view bytes, bool escapesBackslash) {
   std::string text;
   while (!bytes.empty()) {
     const std::size_t length = SequenceLength(bytes);
     const std::string_view sequence = bytes.substr(0, std::max<std::size_t>(length, 1));
-    if (length == 0 || bytes.front() == '\\' || IsControl(sequence)) {
+    if (length == 0 || (escapesBackslash && bytes.front() == '\\') || IsControl(sequence)) {
       for (const char byte : sequence) {
         text += fmt::format("\\x{:02X}", static_cast<unsigned char>(byte));
       }
@@ -74,6 +81,16 @@ std::string BytesText(std::string_view bytes) {
     bytes.remove_prefix(sequence.size());
   }
   return text;
+}
+
+}  // namespace
+
+std::string BytesText(std::string_view bytes) {
+  return Escaped(bytes, true);
+}
+
+std::string OneLine(std::string_view text) {
+  return Escaped(text, false);
 }
 
 std::string BytesOfText(std::string_view text) {
@@ -165,7 +182,10 @@ std::string ValueText(const SimplePropVal& value) {
         } else if constexpr (std::is_same_v<Held, std::wstring>) {
           return ToUtf8(held);
         } else if constexpr (std::is_same_v<Held, SimplePropVal::DateTime>) {
-          return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(held.time_since_epoch().count()));
+          const std::int64_t seconds = held.time_since_epoch().count();
+          return seconds < c_firstShownSecond || seconds > c_lastShownSecond
+                     ? std::to_string(seconds)
+                     : fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(static_cast<std::time_t>(seconds)));
         } else {
           return fmt::format("{}", held);
         }

@@ -27,6 +27,10 @@ inline std::string KeyText(const UniqueMetaObjectKey& key) {
   return BytesText(key.Bytes());
 }
 
+/// Text as one line that a terminal shows as it is: control characters, line breaks among them, and bytes that are not
+/// UTF-8 as \xNN; everything else, backslashes included, as it stands.
+std::string OneLine(std::string_view text);
+
 /// A component path as people write it: the outermost component first, "3/1/2"; "/" for the document's own
 /// component. Geometry objects store their paths the other way round.
 std::string PathText(const MbPath& path);
@@ -41,7 +45,8 @@ std::uint32_t ParseVersion(std::string_view text, std::string_view option);
 /// "assembly", "part", "solid", "open shell", or the number.
 std::string ObjectTypeText(std::uint32_t objectType);
 
-/// The value as text; empty for an empty one. Times in ISO 8601, UTC.
+/// The value as text; empty for an empty one. Times in ISO 8601, UTC, or, outside the years 1 to 9999, as seconds since
+/// 1970.
 std::string ValueText(const SimplePropVal& value);
 
 }  // namespace host

@@ -169,6 +169,25 @@ class OpenDocument {
     return row.Step() ? row.Integer(0) : 0;
   }
 
+  // A row takes some bytes, so a table with more rows than the file has bytes leads in circles.
+  bool Next(Statement& rows) {
+    if (!rows.Step()) {
+      return false;
+    }
+    if (++rowsRead > size) {
+      FailDamaged(file, "its tables lead in circles");
+    }
+    return true;
+  }
+
+  void CheckSize() {
+    size = static_cast<std::uint64_t>(std::filesystem::file_size(file));
+    const std::int64_t claimed = Pragma("PRAGMA page_count") * Pragma("PRAGMA page_size");
+    if (size < static_cast<std::uint64_t>(claimed)) {
+      FailDamaged(file, fmt::format("cut off, {} of {} bytes", size, claimed));
+    }
+  }
+
   void CheckFormat() {
     if (Pragma("PRAGMA application_id") != c_applicationId) {
       throw HostError(fmt::format("{}: a database of another program, not a qlinks document", file.string()));
@@ -178,6 +197,7 @@ class OpenDocument {
       throw HostError(fmt::format("{}: document format {}, this program knows {}; use a newer qlinks", file.string(),
                                   version, c_formatVersion));
     }
+    CheckSize();
     auto row = database.Prepare("SELECT sql FROM sqlite_schema WHERE type = 'table' AND name = ?");
     for (const Table& table : c_tables) {
       row.BindText(1, table.name);
@@ -191,7 +211,7 @@ class OpenDocument {
 
   void LoadSettings(Document& document) {
     auto rows = database.Prepare("SELECT name, value FROM setting");
-    while (rows.Step()) {
+    while (Next(rows)) {
       if (rows.Bytes(0) == "root_product") {
         document.productData.SetRootProduct(Key(rows, 1));
       } else if (rows.Bytes(0) == "next_root_element") {
@@ -203,7 +223,7 @@ class OpenDocument {
   void LoadMetaObjects(ProductData& data) {
     auto rows = database.Prepare(
         "SELECT key, type, product, holder, embodiment, line, billet, last_position FROM meta_object ORDER BY key");
-    while (rows.Step()) {
+    while (Next(rows)) {
       MetaObject object;
       object.type = static_cast<MetaObjectType>(Number32(rows, 1, "meta_object"));
       object.product = Key(rows, 2);
@@ -218,8 +238,8 @@ class OpenDocument {
 
   void LoadAttributes(ProductData& data) {
     auto rows = database.Prepare("SELECT object, include, exclude, bound FROM attribute ORDER BY object");
-    while (rows.Step()) {
-      Existing(data, Key(rows, 0)).part =
+    while (Next(rows)) {
+      Existing(data, Key(rows, 0), "an attribute").part =
           AttributedPart{{.includeFlag = rows.Integer(1) != 0, .excludeFlag = rows.Integer(2) != 0,
                           .embodimentBoundFlag = Number32(rows, 3, "attribute")}};
     }
@@ -227,18 +247,18 @@ class OpenDocument {
 
   void LoadProperties(ProductData& data) {
     auto rows = database.Prepare("SELECT object, name, kind, value, unit FROM property ORDER BY object, name");
-    while (rows.Step()) {
-      Existing(data, Key(rows, 0)).properties.insert_or_assign(ToWide(rows.Bytes(1)), Value(rows, 2));
+    while (Next(rows)) {
+      Existing(data, Key(rows, 0), "a property").properties.insert_or_assign(ToWide(rows.Bytes(1)), Value(rows, 2));
     }
   }
 
   void LoadGroups(ProductData& data) {
     auto rows = database.Prepare("SELECT embodiment, object FROM group_member ORDER BY embodiment, object");
-    while (rows.Step()) {
+    while (Next(rows)) {
       data.AddToGroup(Key(rows, 0), Key(rows, 1));
     }
     auto values = database.Prepare("SELECT embodiment, object, name, kind, value, unit FROM group_property");
-    while (values.Step()) {
+    while (Next(values)) {
       data.SetGroupValue(Key(values, 0), Key(values, 1), ToWide(values.Bytes(2)), Value(values, 3));
     }
   }
@@ -246,7 +266,7 @@ class OpenDocument {
   void LoadComponents(Document& document) {
     auto rows = database.Prepare(
         "SELECT path, type, occurrence, display_name, file_id, placement, next_element FROM component ORDER BY path");
-    while (rows.Step()) {
+    while (Next(rows)) {
       Component component;
       component.objectType = Number32(rows, 1, "component");
       component.occurrence = Key(rows, 2);
@@ -277,7 +297,7 @@ class OpenDocument {
 
   void LoadBodies(Document& document) {
     auto rows = database.Prepare("SELECT path, name, type, display_name, file_id FROM body ORDER BY path, number");
-    while (rows.Step()) {
+    while (Next(rows)) {
       const ComponentPath path = Path(rows, 0, "body");
       if (!path.IsEmpty() && !document.components.contains(path)) {
         FailDamaged(file, fmt::format("a body in component {}, which is not there", PathText(path)));
@@ -294,12 +314,12 @@ class OpenDocument {
   void LoadStreams(Document& document) {
     auto rows = database.Prepare("SELECT name, app_version, math_version, bytes FROM stream WHERE name <> ?");
     rows.BindText(1, c_linksStream);
-    while (rows.Step()) {
+    while (Next(rows)) {
       document.otherStreams.emplace(rows.Bytes(0), ReadStream(rows, 1));
     }
     const Stream section = LinksSection();
     document.linksVersions = section.versions;
-    document.links = WithFileName(file, [&] { return ReadLinks(section, &document.productData); });
+    document.links = WithFileName(file, [&] { return ReadLinks(section, &document.productData, &document.droppedLinks); });
   }
 
   Stream ReadStream(const Statement& row, int firstColumn) const {
@@ -311,10 +331,10 @@ class OpenDocument {
     return stream;
   }
 
-  MetaObject& Existing(ProductData& data, const UniqueMetaObjectKey& key) const {
+  MetaObject& Existing(ProductData& data, const UniqueMetaObjectKey& key, std::string_view what) const {
     MetaObject* object = data.Find(key);
     if (object == nullptr) {
-      FailDamaged(file, fmt::format("something belongs to an object that is not there, {}", KeyText(key)));
+      FailDamaged(file, fmt::format("{} of an object that is not there, {}", what, KeyText(key)));
     }
     return *object;
   }
@@ -360,6 +380,8 @@ class OpenDocument {
 
   std::filesystem::path file;
   Database database;
+  std::uint64_t size = 0;
+  std::uint64_t rowsRead = 0;
 };
 
 // ---- writing
@@ -561,38 +583,41 @@ class DocumentEdit::Source : public OpenDocument {
 };
 
 DocumentEdit::DocumentEdit(const std::filesystem::path& path)
-    : source(std::make_unique<Source>(path, OpenDocument::Purpose::change)), document(std::make_unique<Document>()) {
+    : file(path), source(std::make_unique<Source>(path, OpenDocument::Purpose::change)), document(std::make_unique<Document>()) {
   source->Load(*document);
 }
 
 DocumentEdit::~DocumentEdit() = default;
 
-void DocumentEdit::Save() {
+void DocumentEdit::Save(const std::function<void()>& report) {
   Database& database = source->Connection();
   for (const Table& table : c_tables) {
     database.Execute(fmt::format("DELETE FROM {}", table.name).c_str());
   }
-  WriteContent(database, *document);
+  WithFileName(file, [&] { WriteContent(database, *document); });
+  report();
   database.Execute("COMMIT");
   source.reset();
 }
 
-void SaveDocument(const Document& document, const std::filesystem::path& path) {
+void SaveDocument(const Document& document, const std::filesystem::path& path, const std::function<void()>& report) {
   const std::optional<Database> replaced = LockReplaced(path);
   OutputFile output(path);
   {
-    Database database(output.TemporaryPath(), SQLITE_OPEN_READWRITE);
-    // The file takes its name only when it is whole and on the disk, so it needs no journal.
-    database.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
+    Database database(output.TemporaryPath(), SQLITE_OPEN_READWRITE, path);
+    // The file takes its name only when it is whole and on the disk, so it needs no journal beside it. (OFF is not to
+    // be had of a connection that is on its guard.)
+    database.Execute("PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF");
     database.Execute(fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}; BEGIN", c_applicationId,
                                  c_formatVersion)
                          .c_str());
     for (const Table& table : c_tables) {
       database.Execute(table.declaration);
     }
-    WriteContent(database, document);
+    WithFileName(path, [&] { WriteContent(database, document); });
     database.Execute("COMMIT");
   }
+  report();
   output.Commit();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 
 #include "host/model/Document.h"
@@ -28,12 +29,13 @@ class DocumentEdit {
   ~DocumentEdit();
 
   Document& Get() noexcept { return *document; }
-  /// Writes the document, as one transaction, and gives up the lock. At most once. Where it throws the file is as it
-  /// was.
-  void Save();
+  /// Writes the document, as one transaction, and gives up the lock. At most once. `report` as for SaveDocument; where
+  /// something throws the file is as it was.
+  void Save(const std::function<void()>& report = [] {});
 
  private:
   class Source;
+  std::filesystem::path file;
   std::unique_ptr<Source> source;
   std::unique_ptr<Document> document;
 };
@@ -45,6 +47,10 @@ Stream LoadLinksSection(const std::filesystem::path& path);
 /// Writes a document as a new file that appears whole or not at all. A document that stands there already is replaced;
 /// anything else that does, and a document that is read-only or that another program has locked, is left alone and
 /// HostError is thrown.
-void SaveDocument(const Document& document, const std::filesystem::path& path);
+///
+/// `report` is called when all is written and only the last step is missing; what it throws passes, and leaves
+/// everything as it was. So a program that cannot tell its result leaves none.
+void SaveDocument(const Document& document, const std::filesystem::path& path,
+                  const std::function<void()>& report = [] {});
 
 }  // namespace host

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <qProdData3D/CreateProductGeometryObjects3D.h>
+#include <qProdData3D/LinkStreamVersions.h>
 #include <qProdData3D/ReadMetaObjectsLinks.h>
 #include <qSys/MemoryStreams.h>
 
@@ -21,8 +22,10 @@ namespace {
 
 }  // namespace
 
-std::unique_ptr<IProductGeometryObjects3D> ReadLinks(const Stream& section, const IfMetaProductData* metaData) {
-  if (const auto fault = WalkSection(section.bytes, section.versions, {})) {
+std::unique_ptr<IProductGeometryObjects3D> ReadLinks(const Stream& section, const IfMetaProductData* metaData,
+                                                     std::uint64_t* dropped) {
+  std::uint64_t records = 0;
+  if (const auto fault = WalkSection(section.bytes, section.versions, {}, &records)) {
     FailDamaged(*fault);
   }
   auto links = CreateProductGeometryObjects3D(AcceptAnyLink);
@@ -32,7 +35,19 @@ std::unique_ptr<IProductGeometryObjects3D> ReadLinks(const Stream& section, cons
   } catch (const StrictReadFailed& failed) {
     FailDamaged(failed.fault);
   }
+  if (dropped != nullptr) {
+    // Versions with one set count each of its records as a validated link too; those are not of the section.
+    const bool hasBothSets = link_stream::HasValidatedLinks(section.versions.appVersion);
+    *dropped = records - CountLinks(*links, LinkSet::Unique) -
+               (hasBothSets ? CountLinks(*links, LinkSet::Validated) : 0);
+  }
   return links;
+}
+
+std::uint64_t CountLinks(const IProductGeometryObjects3D& links, LinkSet set) {
+  std::uint64_t count = 0;
+  links.ForEachLink([&count](const ProductGeometryObject3D&) { ++count; }, set);
+  return count;
 }
 
 Stream WriteLinks(const IProductGeometryObjects3D& links, const StreamVersions& versions) {

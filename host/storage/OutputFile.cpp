@@ -41,7 +41,11 @@ void Watch(const char* path) {
   // SA_RESETHAND is an unsigned bit in a signed field.
   action.sa_flags = static_cast<int>(SA_RESETHAND);
   for (const int signal : c_endingSignals) {
-    ::sigaction(signal, &action, nullptr);
+    struct sigaction before = {};
+    // What was to be ignored stays ignored, for a program that is to go on without its terminal.
+    if (::sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+      ::sigaction(signal, &action, nullptr);
+    }
   }
 }
 
@@ -73,6 +77,9 @@ std::filesystem::path FolderOf(const std::filesystem::path& path) {
 
 OutputFile::OutputFile(std::filesystem::path place) : target(std::move(place)) {
   std::error_code ignored;
+  if (!target.has_filename()) {
+    throw HostError(fmt::format("'{}': is no name for a file; name the file to make", target.string()));
+  }
   if (std::filesystem::is_directory(target, ignored)) {
     throw HostError(fmt::format("{}: is a folder; name a file", target.string()));
   }

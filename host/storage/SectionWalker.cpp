@@ -22,7 +22,8 @@ class Walk {
   Walk(std::span<const std::byte> source, const StreamVersions& streamVersions, const SectionVisitor& visitor)
       : section(source), versions(streamVersions), visit(visitor) {}
 
-  void Section() {
+  // The number of records in it.
+  std::uint64_t Section() {
     if (link_stream::HasLinks(versions.appVersion)) {
       Set("uniqueLinks");
     }
@@ -32,6 +33,7 @@ class Walk {
     if (Left() != 0) {
       Fail(position, fmt::format("{} bytes after the end of the section", Left()));
     }
+    return recordCount;
   }
 
  private:
@@ -48,6 +50,7 @@ class Walk {
       Fail(offset, fmt::format("{}: {} records need at least {} bytes each, {} bytes remain", name, count,
                                SmallestRecord(), Left()));
     }
+    recordCount += count;
     for (std::uint64_t i = 0; i < count; ++i) {
       if (visit) {
         visit({position, {}, 1, fmt::format("{}[{}]", name, i), {}});
@@ -149,6 +152,7 @@ class Walk {
   StreamVersions versions;
   const SectionVisitor& visit;
   std::uint64_t position = 0;
+  std::uint64_t recordCount = 0;
 };
 
 }  // namespace
@@ -158,9 +162,12 @@ std::string FaultText(const SectionFault& fault) {
 }
 
 std::optional<SectionFault> WalkSection(std::span<const std::byte> section, const StreamVersions& versions,
-                                        const SectionVisitor& visit) {
+                                        const SectionVisitor& visit, std::uint64_t* records) {
   try {
-    Walk(section, versions, visit).Section();
+    const std::uint64_t count = Walk(section, versions, visit).Section();
+    if (records != nullptr) {
+      *records = count;
+    }
   } catch (FaultFound& found) {
     return std::move(found.fault);
   }

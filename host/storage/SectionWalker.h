@@ -40,8 +40,9 @@ using SectionVisitor = std::function<void(const SectionField&)>;
 /// the bytes and no memory. Ends at the first fault, which it returns; bytes that are left over are one. What passes
 /// here reads through ReadMetaObjectsLinks without a fault on the stream.
 ///
-/// `visit` sees every field in order, those before a fault included; it may be empty.
+/// `visit` sees every field in order, those before a fault included; it may be empty. `records`, where given, is set to
+/// the number of records in the sets that the section has; good only without a fault.
 std::optional<SectionFault> WalkSection(std::span<const std::byte> section, const StreamVersions& versions,
-                                        const SectionVisitor& visit);
+                                        const SectionVisitor& visit, std::uint64_t* records = nullptr);
 
 }  // namespace host

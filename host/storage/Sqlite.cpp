@@ -40,9 +40,10 @@ std::string Describe(int code, std::string_view text) {
 SqliteError::SqliteError(const std::filesystem::path& file, int failed, std::string_view text)
     : HostError(fmt::format("{}: {}", file.string(), Describe(failed, text))), code(failed) {}
 
-Database::Database(std::filesystem::path path, int flags) : file(std::move(path)) {
+Database::Database(const std::filesystem::path& path, int flags, const std::filesystem::path& shownAs)
+    : file(shownAs.empty() ? path : shownAs) {
   sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2(file.c_str(), &opened, flags | SQLITE_OPEN_EXRESCODE, nullptr);
+  const int code = sqlite3_open_v2(path.c_str(), &opened, flags | SQLITE_OPEN_EXRESCODE, nullptr);
   connection.reset(opened);
   if (code != SQLITE_OK) {
     throw SqliteError(file, code, sqlite3_errstr(code));

@@ -30,8 +30,9 @@ class Statement;
 /// A connection to one SQLite file. Every failure throws SqliteError.
 class Database {
  public:
-  /// `flags` as for sqlite3_open_v2. Waits up to c_busyMilliseconds for another program's lock.
-  Database(std::filesystem::path path, int flags);
+  /// `flags` as for sqlite3_open_v2. Waits up to c_busyMilliseconds for another program's lock. Errors name the file
+  /// that a person knows, `shownAs`, which is the path itself where it is empty.
+  Database(const std::filesystem::path& path, int flags, const std::filesystem::path& shownAs = {});
 
   static constexpr int c_busyMilliseconds = 1000;
 

@@ -22,11 +22,17 @@ struct PartAttributes {
 };
 
 /// A part of the product data as an application may hold it. Only the second alternative has attributes.
-struct UnloadedPart {};
+struct UnloadedPart {
+  friend bool operator==(const UnloadedPart&, const UnloadedPart&) = default;
+};
 struct AttributedPart {
   PartAttributes attributes;
+
+  friend bool operator==(const AttributedPart&, const AttributedPart&) = default;
 };
-struct ForeignPart {};
+struct ForeignPart {
+  friend bool operator==(const ForeignPart&, const ForeignPart&) = default;
+};
 using ProductPart = std::variant<UnloadedPart, AttributedPart, ForeignPart>;
 
 /// Computes attributes in place of those stored. Each answer may be missing; then what is stored holds.
