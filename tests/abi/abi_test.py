@@ -1,4 +1,5 @@
-"""The shared library as others see it: exported names, SONAME, loading and unloading, the installed tree."""
+"""The shared library as others see it: exported names, SONAME, loading and unloading, what is
+built and destroyed meanwhile, the installed tree."""
 
 import os
 import pathlib
@@ -27,19 +28,67 @@ def exported_names():
     return names
 
 
+def constants():
+    """The property names that are built at run time, in the order of their construction."""
+    return (HERE / "constants.txt").read_text().splitlines()
+
+
 class Exports(unittest.TestCase):
     def test_exactly_the_listed_names_are_exported(self):
         listed = set((HERE / "exports.txt").read_text().splitlines())
         self.assertEqual(listed, exported_names())
+
+    def test_no_property_name_is_exported(self):
+        listed = {"c_name", "c_intFlagZero", "c_intFlagMinusOne", *constants()}
+        self.assertEqual(100, len(listed))
+        names = run("nm", "-DC", "--defined-only", LIBRARY)
+        for name in listed:
+            self.assertNotRegex(names, rf"\b{name}\b")
 
     def test_soname_carries_the_major_version(self):
         dynamic = run("readelf", "-dW", LIBRARY)
         self.assertIn("Library soname: [libqProdData3D.so.1]", dynamic)
 
 
+def constants_by_address():
+    listed = set(constants())
+    found = {}
+    for line in run("nm", "-C", "--defined-only", LIBRARY).splitlines():
+        address, _, name = line.split(" ", 2)
+        name = name.removesuffix("[abi:cxx11]")
+        if name in listed:
+            found[int(address, 16)] = name
+    return found
+
+
 class Unloading(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        # For each loading: the constants that were built, and those that unloading destroyed.
+        names = constants_by_address()
+        cls.loadings = [{"built": [], "destroyed": []}]
+        for line in run(os.environ["QPD_LOAD_UNLOAD"], LIBRARY).splitlines():
+            if line == "unloaded":
+                cls.loadings.append({"built": [], "destroyed": []})
+                continue
+            event, address = line.split()
+            if int(address, 16) in names:
+                cls.loadings[-1][event].append(names[int(address, 16)])
+        assert cls.loadings.pop() == {"built": [], "destroyed": []}
+
     def test_a_program_without_cpp_loads_and_unloads_it_twice(self):
-        run(os.environ["QPD_LOAD_UNLOAD"], LIBRARY)
+        needed = run("readelf", "-dW", os.environ["QPD_LOAD_UNLOAD"])
+        self.assertNotIn("libstdc++", needed)
+        self.assertNotIn("libc++", needed)
+        self.assertEqual(2, len(self.loadings))
+
+    def test_property_names_are_built_once_each_and_in_their_order(self):
+        for loading in self.loadings:
+            self.assertEqual(constants(), loading["built"])
+
+    def test_property_names_are_destroyed_at_unloading_in_reverse_order(self):
+        for loading in self.loadings:
+            self.assertEqual(constants()[::-1], loading["destroyed"])
 
 
 class Installed(unittest.TestCase):
