@@ -187,7 +187,7 @@ TEST(GeneratedKeys, HaveFifteenCharactersOutOfSixtyFourAreDistinctAndUseEveryCha
     // 64 characters in each of 15 places: 90 bits.
     EXPECT_EQ(characters.size(), 64U);
     EXPECT_TRUE(std::all_of(characters.begin(), characters.end(), [](char c) {
-      return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '-' || c == '_';
+      return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '.' || c == '_';
     }));
   }
 }
