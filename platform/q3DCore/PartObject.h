@@ -35,7 +35,7 @@ class Q3DCORE_API PartRebuildResult {
   PartRebuildResult& operator=(const PartRebuildResult&) = delete;
   virtual ~PartRebuildResult();
 
-  /// In the order of building. Good until the component is rebuilt; an object may go earlier.
+  /// In the order in which they were built. Good until the component is rebuilt; an object may go earlier.
   virtual const BuildObjects& GetBuildObjects() const = 0;
 };
 
