@@ -20,6 +20,7 @@ struct ImportArguments {
 };
 
 int RunImport(const ImportArguments& arguments) {
+  RequireOutputPlace(arguments.output);
   const StepAssembly assembly = ReadStepInput(arguments.step);
   Document document;
   const MergeReport report = MergeAssembly(document, assembly, arguments.step.file.stem().string());

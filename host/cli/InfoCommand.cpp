@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "host/cli/Commands.h"
+#include "host/cli/DroppedLinks.h"
 #include "host/cli/Output.h"
 #include "host/model/TextForms.h"
 #include "host/storage/DocumentFile.h"
@@ -70,10 +71,7 @@ int RunInfo(const InfoArguments& arguments) {
   const Document& document = *opened;
   const std::uint64_t unique = CountLinks(*document.links, LinkSet::Unique);
   const std::uint64_t validated = CountLinks(*document.links, LinkSet::Validated);
-  if (document.droppedLinks != 0) {
-    PrintWarning(fmt::format("{}: {} records of the links section repeat or contradict others and were left out",
-                             arguments.document.string(), document.droppedLinks));
-  }
+  WarnOfDroppedLinks(arguments.document, document);
   if (!arguments.json) {
     PrintText(document, unique, validated);
     return 0;

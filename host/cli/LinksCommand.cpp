@@ -7,6 +7,7 @@
 
 #include "host/HostError.h"
 #include "host/cli/Commands.h"
+#include "host/cli/DroppedLinks.h"
 #include "host/cli/Output.h"
 #include "host/model/TextForms.h"
 #include "host/storage/DocumentFile.h"
@@ -114,6 +115,7 @@ int RunLinks(const LinksArguments& arguments) {
   const std::unique_ptr<Document> opened = LoadDocument(arguments.document);
   const Document& document = *opened;
   const Selection selection(document, arguments);
+  WarnOfDroppedLinks(arguments.document, document);
   if (arguments.json) {
     PrintJson(selection);
   } else {

@@ -26,6 +26,9 @@ int RunUpdate(const UpdateArguments& arguments) {
   if (arguments.output.empty() && !arguments.dryRun) {
     throw HostError("name the document to make with -o, or look first with --dry-run");
   }
+  if (!arguments.dryRun) {
+    RequireOutputPlace(arguments.output);
+  }
   const std::unique_ptr<Document> document = LoadDocument(arguments.document);
   const StepAssembly assembly = ReadStepInput(arguments.step);
   const MergeReport report = WithFileName(arguments.step.file, [&] {

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 #include <fstream>
+#include <limits>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -116,7 +117,11 @@ class OpenDocument {
     CheckFormat();
   }
 
-  Database& Connection() { return database; }
+  // To write: what is written may be longer than what was read.
+  Database& Connection() {
+    database.LimitLength(std::numeric_limits<std::uint64_t>::max());
+    return database;
+  }
 
   void Load(Document& document) {
     LoadSettings(document);
@@ -169,12 +174,14 @@ class OpenDocument {
     return row.Step() ? row.Integer(0) : 0;
   }
 
-  // A row takes some bytes, so a table with more rows than the file has bytes leads in circles.
+  // A row takes some bytes, and those of its texts and blobs stand in the file once: what is read adds up to no more
+  // than the file has, unless its tables lead in circles or rows share their pages.
   bool Next(Statement& rows) {
     if (!rows.Step()) {
       return false;
     }
-    if (++rowsRead > size) {
+    read += 1 + rows.SizeOfRow();
+    if (read > 2 * size) {
       FailDamaged(file, "its tables lead in circles");
     }
     return true;
@@ -186,6 +193,7 @@ class OpenDocument {
     if (size < static_cast<std::uint64_t>(claimed)) {
       FailDamaged(file, fmt::format("cut off, {} of {} bytes", size, claimed));
     }
+    database.LimitLength(size);
   }
 
   void CheckFormat() {
@@ -193,6 +201,9 @@ class OpenDocument {
       throw HostError(fmt::format("{}: a database of another program, not a qlinks document", file.string()));
     }
     const std::int64_t version = Pragma("PRAGMA user_version");
+    if (version < 1) {
+      FailDamaged(file, fmt::format("document format {}, which there never was", version));
+    }
     if (version > c_formatVersion) {
       throw HostError(fmt::format("{}: document format {}, this program knows {}; use a newer qlinks", file.string(),
                                   version, c_formatVersion));
@@ -210,13 +221,20 @@ class OpenDocument {
   }
 
   void LoadSettings(Document& document) {
-    auto rows = database.Prepare("SELECT name, value FROM setting");
-    while (Next(rows)) {
-      if (rows.Bytes(0) == "root_product") {
-        document.productData.SetRootProduct(Key(rows, 1));
-      } else if (rows.Bytes(0) == "next_root_element") {
-        document.nextRootElement = Number32(rows, 1, "setting");
-      }
+    auto rows = database.Prepare("SELECT value FROM setting WHERE name = ?");
+    rows.BindText(1, "root_product");
+    RequireSetting(rows, "root_product");
+    document.productData.SetRootProduct(Key(rows, 0));
+    while (rows.Step()) {
+    }
+    rows.BindText(1, "next_root_element");
+    RequireSetting(rows, "next_root_element");
+    document.nextRootElement = Number32(rows, 0, "setting");
+  }
+
+  void RequireSetting(Statement& rows, std::string_view name) {
+    if (!Next(rows)) {
+      FailDamaged(file, fmt::format("the setting '{}' is missing", name));
     }
   }
 
@@ -248,7 +266,7 @@ class OpenDocument {
   void LoadProperties(ProductData& data) {
     auto rows = database.Prepare("SELECT object, name, kind, value, unit FROM property ORDER BY object, name");
     while (Next(rows)) {
-      Existing(data, Key(rows, 0), "a property").properties.insert_or_assign(ToWide(rows.Bytes(1)), Value(rows, 2));
+      Existing(data, Key(rows, 0), "a property").properties.insert_or_assign(Text(rows, 1), Value(rows, 2));
     }
   }
 
@@ -259,7 +277,7 @@ class OpenDocument {
     }
     auto values = database.Prepare("SELECT embodiment, object, name, kind, value, unit FROM group_property");
     while (Next(values)) {
-      data.SetGroupValue(Key(values, 0), Key(values, 1), ToWide(values.Bytes(2)), Value(values, 3));
+      data.SetGroupValue(Key(values, 0), Key(values, 1), Text(values, 2), Value(values, 3));
     }
   }
 
@@ -340,11 +358,27 @@ class OpenDocument {
   }
 
   UniqueMetaObjectKey Key(const Statement& row, int column) const {
-    return UniqueMetaObjectKey(std::string(row.Bytes(column)));
+    return UniqueMetaObjectKey(std::string(Blob(row, column)));
+  }
+
+  std::string_view Blob(const Statement& row, int column) const {
+    if (!row.IsBlob(column)) {
+      FailDamaged(file, "a key or a path that is not stored as bytes");
+    }
+    return row.Bytes(column);
+  }
+
+  // Texts that are not UTF-8 would come out changed.
+  std::wstring Text(const Statement& row, int column) const {
+    const std::string_view text = row.Bytes(column);
+    if (!IsUtf8(text)) {
+      FailDamaged(file, fmt::format("a property with a text that is not UTF-8, {}", BytesText(text.substr(0, 40))));
+    }
+    return ToWide(text);
   }
 
   ComponentPath Path(const Statement& row, int column, std::string_view table) const {
-    auto path = PathOfBlob(row.Bytes(column));
+    auto path = PathOfBlob(Blob(row, column));
     if (!path) {
       FailDamaged(file, fmt::format("the table '{}' has a path that is none", table));
     }
@@ -365,23 +399,34 @@ class OpenDocument {
       case ValueKind::empty:
         return SimplePropVal({}, unit);
       case ValueKind::text:
-        return SimplePropVal(ToWide(row.Bytes(column + 1)), unit);
+        return SimplePropVal(Text(row, column + 1), unit);
       case ValueKind::boolean:
         return SimplePropVal(row.Integer(column + 1) != 0, unit);
       case ValueKind::integer:
-        return SimplePropVal(static_cast<int>(row.Integer(column + 1)), unit);
+        return SimplePropVal(Int(row, column + 1), unit);
       case ValueKind::real:
-        return SimplePropVal(row.Real(column + 1), unit);
+        // SQLite keeps no NaN: it becomes NULL.
+        return SimplePropVal(
+            row.IsNull(column + 1) ? std::numeric_limits<double>::quiet_NaN() : row.Real(column + 1), unit);
       case ValueKind::dateTime:
         return SimplePropVal(SimplePropVal::DateTime(std::chrono::seconds(row.Integer(column + 1))), unit);
     }
     FailDamaged(file, fmt::format("a property of unknown kind, {}", row.Integer(column)));
   }
 
+  int Int(const Statement& row, int column) const {
+    const std::int64_t number = row.Integer(column);
+    if (number != static_cast<int>(number)) {
+      FailDamaged(file, fmt::format("a property with a whole number out of range, {}", number));
+    }
+    return static_cast<int>(number);
+  }
+
   std::filesystem::path file;
   Database database;
   std::uint64_t size = 0;
-  std::uint64_t rowsRead = 0;
+  // Rows, and the bytes of their texts and blobs.
+  std::uint64_t read = 0;
 };
 
 // ---- writing
@@ -598,6 +643,11 @@ void DocumentEdit::Save(const std::function<void()>& report) {
   report();
   database.Execute("COMMIT");
   source.reset();
+}
+
+void RequireOutputPlace(const std::filesystem::path& path) {
+  LockReplaced(path);
+  const OutputFile place(path);
 }
 
 void SaveDocument(const Document& document, const std::filesystem::path& path, const std::function<void()>& report) {

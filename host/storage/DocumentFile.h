@@ -44,6 +44,10 @@ class DocumentEdit {
 /// document or has no links section.
 Stream LoadLinksSection(const std::filesystem::path& path);
 
+/// Throws HostError where SaveDocument would not begin, so that a wrong place is told before the work and not after it.
+/// Leaves nothing there.
+void RequireOutputPlace(const std::filesystem::path& path);
+
 /// Writes a document as a new file that appears whole or not at all. A document that stands there already is replaced;
 /// anything else that does, and a document that is read-only or that another program has locked, is left alone and
 /// HostError is thrown.

@@ -73,9 +73,26 @@ std::filesystem::path FolderOf(const std::filesystem::path& path) {
   return path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
 }
 
+// A symbolic link stays what it is: the file that it leads to is the one to make.
+std::filesystem::path Followed(std::filesystem::path place) {
+  constexpr int c_mostLinks = 40;
+  std::error_code ignored;
+  for (int links = 0; links < c_mostLinks && std::filesystem::is_symlink(place, ignored); ++links) {
+    place = place.parent_path() / std::filesystem::read_symlink(place, ignored);
+  }
+  return place;
+}
+
+// Beside the target, since only within one file system a file can change its name; with room for the six letters
+// that are put in.
+std::string TemporaryName(const std::filesystem::path& target) {
+  constexpr std::size_t c_most = 240;
+  return (target.parent_path() / (target.filename().string().substr(0, c_most) + ".XXXXXX")).string();
+}
+
 }  // namespace
 
-OutputFile::OutputFile(std::filesystem::path place) : target(std::move(place)) {
+OutputFile::OutputFile(const std::filesystem::path& place) : target(Followed(place)) {
   std::error_code ignored;
   if (!target.has_filename()) {
     throw HostError(fmt::format("'{}': is no name for a file; name the file to make", target.string()));
@@ -86,7 +103,7 @@ OutputFile::OutputFile(std::filesystem::path place) : target(std::move(place)) {
   if (!std::filesystem::is_directory(FolderOf(target), ignored)) {
     throw HostError(fmt::format("{}: no such folder {}; make it first", target.string(), FolderOf(target).string()));
   }
-  std::string name = target.string() + ".XXXXXX";
+  std::string name = TemporaryName(target);
   const int descriptor = ::mkostemp(name.data(), O_CLOEXEC);
   if (descriptor < 0) {
     Fail(target, errno);

@@ -6,11 +6,12 @@ namespace host {
 
 /// An output file that appears whole or not at all: it is written under another name beside its place and takes its
 /// name in one step. Whatever else happens, an end by a signal that can be caught included, the other name is removed
-/// and what stood in the place stays as it was. One at a time in a process.
+/// and what stood in the place stays as it was. A symbolic
+/// link in the place stays; what it leads to is replaced. One at a time in a process.
 class OutputFile {
  public:
   /// Throws HostError where `place` is a folder or its folder does not exist or takes no files.
-  explicit OutputFile(std::filesystem::path place);
+  explicit OutputFile(const std::filesystem::path& place);
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
   ~OutputFile();

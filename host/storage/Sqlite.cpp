@@ -1,5 +1,8 @@
 #include "host/storage/Sqlite.h"
 
+#include <algorithm>
+#include <limits>
+
 #include <fmt/format.h>
 
 namespace host {
@@ -38,7 +41,7 @@ std::string Describe(int code, std::string_view text) {
 }  // namespace
 
 SqliteError::SqliteError(const std::filesystem::path& file, int failed, std::string_view text)
-    : HostError(fmt::format("{}: {}", file.string(), Describe(failed, text))), code(failed) {}
+    : HostError(fmt::format("{}: {}", file.string(), Describe(failed, text))) {}
 
 Database::Database(const std::filesystem::path& path, int flags, const std::filesystem::path& shownAs)
     : file(shownAs.empty() ? path : shownAs) {
@@ -75,8 +78,9 @@ Statement Database::Prepare(std::string_view sql) {
   return Statement(*this, prepared);
 }
 
-bool Database::IsReadOnly() const {
-  return sqlite3_db_readonly(connection.get(), "main") == 1;
+void Database::LimitLength(std::uint64_t bytes) {
+  constexpr std::uint64_t c_most = std::numeric_limits<int>::max();
+  sqlite3_limit(connection.get(), SQLITE_LIMIT_LENGTH, static_cast<int>(std::min(bytes, c_most)));
 }
 
 void Statement::Check(int code) const {
@@ -130,6 +134,22 @@ void Statement::Run() {
 
 bool Statement::IsNull(int column) const {
   return sqlite3_column_type(statement.get(), column) == SQLITE_NULL;
+}
+
+bool Statement::IsBlob(int column) const {
+  return sqlite3_column_type(statement.get(), column) == SQLITE_BLOB;
+}
+
+std::uint64_t Statement::SizeOfRow() const {
+  std::uint64_t size = 0;
+  for (int column = 0; column < sqlite3_column_count(statement.get()); ++column) {
+    const int type = sqlite3_column_type(statement.get(), column);
+    // Asked for the size of a number, SQLite would make a text of it.
+    if (type == SQLITE_TEXT || type == SQLITE_BLOB) {
+      size += static_cast<std::uint64_t>(sqlite3_column_bytes(statement.get(), column));
+    }
+  }
+  return size;
 }
 
 std::int64_t Statement::Integer(int column) const {

@@ -18,11 +18,6 @@ namespace host {
 class SqliteError : public HostError {
  public:
   SqliteError(const std::filesystem::path& file, int code, std::string_view text);
-  /// The extended result code.
-  int Code() const noexcept { return code; }
-
- private:
-  int code;
 };
 
 class Statement;
@@ -38,7 +33,8 @@ class Database {
 
   void Execute(const char* sql);
   Statement Prepare(std::string_view sql);
-  bool IsReadOnly() const;
+  /// Refuses values and rows that are longer than this; SQLite's own limit holds as well.
+  void LimitLength(std::uint64_t bytes);
 
   [[noreturn]] void Fail(int code) const;
 
@@ -67,6 +63,9 @@ class Statement {
   void Run();
 
   bool IsNull(int column) const;
+  bool IsBlob(int column) const;
+  /// What the texts and blobs of the row take together, in bytes.
+  std::uint64_t SizeOfRow() const;
   std::int64_t Integer(int column) const;
   double Real(int column) const;
   /// Good until the next Step. Text as UTF-8, blobs as they are.

@@ -116,7 +116,8 @@ class Kinds(BadDocumentTest):
         # Each page of a chain names the next one as every one of its children: few pages, more rows than time.
         # The last body has a long name, so that each time round costs more than its page.
         for table, row in (("group_member", "x'00', ?"), ("body", "x'', row, ?, 1, '', ''"),
-                           ("body", "x'', row, ?, 1, iif(row = 3099, hex(zeroblob(100000)), ''), ''")):
+                           ("body", "x'', row, ?, 1, iif(row = 3099, hex(zeroblob(100000)), ''), ''"),
+                           ("body", "x'', row, ?, 1, iif(row > 3059, hex(zeroblob(100000)), ''), ''")):
             document = self.document()
             connection = sqlite3.connect(document.path)
             connection.execute("PRAGMA synchronous = OFF")

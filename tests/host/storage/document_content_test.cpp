@@ -2,6 +2,7 @@
 
 #include "host/storage/DocumentFile.h"
 
+#include <cmath>
 #include <limits>
 #include <string>
 #include <vector>
@@ -61,6 +62,27 @@ TEST_F(DocumentContent, KeepsTheDifferenceBetweenKindsOfValue) {
   properties[L"nothing"] = SimplePropVal();
   const auto loaded = SavedAndLoaded(document);
   EXPECT_TRUE(loaded->productData.Find(KeyOf("a"))->properties == properties);
+}
+
+TEST_F(DocumentContent, KeepsAValueThatIsNoNumber) {
+  host::Document document;
+  document.productData.Insert(KeyOf("a"), {});
+  document.productData.Find(KeyOf("a"))->properties[L"x"] = SimplePropVal(std::numeric_limits<double>::quiet_NaN());
+  const auto loaded = SavedAndLoaded(document);
+  const auto& value = loaded->productData.Find(KeyOf("a"))->properties.at(L"x").GetValue();
+  ASSERT_TRUE(std::holds_alternative<double>(value));
+  EXPECT_TRUE(std::isnan(std::get<double>(value)));
+}
+
+TEST_F(DocumentContent, MayGrowInItsPlaceFarBeyondTheFileThatItWasReadFrom) {
+  host::SaveDocument(SampleDocument(), file);
+  const std::size_t tenFold = 10 * std::filesystem::file_size(file);
+  {
+    host::DocumentEdit edit(file);
+    edit.Get().otherStreams["drawing"].bytes.assign(tenFold, std::byte{7});
+    edit.Save();
+  }
+  EXPECT_EQ(host::LoadDocument(file)->otherStreams.at("drawing").bytes.size(), tenFold);
 }
 
 TEST_F(DocumentContent, StartsWithAValidatorThatAcceptsEverything) {

@@ -130,6 +130,13 @@ TEST_F(DocumentDamage, OfANewerFormatWhoseTablesDiffer) {
 constexpr const char* c_tableNames[] = {"setting",      "meta_object", "attribute", "property", "group_property",
                                         "group_member", "component",   "body",      "stream"};
 
+TEST_F(DocumentDamage, OfAFormatThatThereNeverWas) {
+  for (const std::string version : {"0", "-1"}) {
+    SqliteFile(file).Run("PRAGMA user_version = " + version);
+    ExpectRefusal("document format " + version + ", which there never was");
+  }
+}
+
 TEST_F(DocumentDamage, OfAMissingTable) {
   for (const char* table : c_tableNames) {
     Restore();
@@ -209,6 +216,41 @@ TEST_F(DocumentDamage, OfAPropertyOfUnknownKind) {
     Restore();
     SqliteFile(file).Run("UPDATE property SET kind = " + kind + " WHERE name = 'yes'");
     ExpectRefusal("a property of unknown kind, " + kind);
+  }
+}
+
+TEST_F(DocumentDamage, OfAMissingSetting) {
+  for (const std::string setting : {"root_product", "next_root_element"}) {
+    Restore();
+    SqliteFile(file).Run("DELETE FROM setting WHERE name = '" + setting + "'");
+    ExpectRefusal("the setting '" + setting + "' is missing");
+  }
+}
+
+TEST_F(DocumentDamage, OfAKeyOrAPathThatIsNoBytes) {
+  for (const std::string change :
+       {"UPDATE setting SET value = 'root' WHERE name = 'root_product'", "UPDATE meta_object SET holder = 'text'",
+        "UPDATE component SET occurrence = 17", "UPDATE body SET path = '1234' WHERE path = x''"}) {
+    Restore();
+    SqliteFile(file).Run(change);
+    ExpectRefusal("a key or a path that is not stored as bytes");
+  }
+}
+
+TEST_F(DocumentDamage, OfATextThatIsNotUtf8) {
+  for (const std::string column : {"name", "value"}) {
+    Restore();
+    SqliteFile(file).Run("UPDATE property SET kind = 1, " + column +
+                         " = CAST(x'61FF62' AS TEXT) WHERE name = 'yes'");
+    ExpectRefusal("a text that is not UTF-8, a\\xFFb");
+  }
+}
+
+TEST_F(DocumentDamage, OfAPropertyWithAWholeNumberOutOfRange) {
+  for (const std::string number : {"2147483648", "-2147483649", "9223372036854775807"}) {
+    Restore();
+    SqliteFile(file).Run("UPDATE property SET kind = 3, value = " + number + " WHERE name = 'yes'");
+    ExpectRefusal("a property with a whole number out of range, " + number);
   }
 }
 

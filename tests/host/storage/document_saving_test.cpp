@@ -95,6 +95,17 @@ TEST_F(DocumentSaving, LeavesAFolderAndAPipe) {
   EXPECT_THAT(folder.Names(), ElementsAre("a.qdoc"));
 }
 
+TEST_F(DocumentSaving, IsRefusedBeforeTheWorkWhereItWouldBeAfterIt) {
+  WriteFile(folder / "text", "no document");
+  for (const std::filesystem::path& place : {folder / "text", folder / "none" / "a.qdoc", folder.Path()}) {
+    const std::string early = ErrorOf([&] { host::RequireOutputPlace(place); });
+    EXPECT_NE(early, "");
+    EXPECT_EQ(early, ErrorOf([&] { host::SaveDocument(SampleDocument(), place); }));
+  }
+  EXPECT_EQ(ErrorOf([&] { host::RequireOutputPlace(file); }), "");
+  EXPECT_THAT(folder.Names(), ElementsAre("text"));
+}
+
 TEST_F(DocumentSaving, NeedsAFolderThatIsThere) {
   file = folder / "no" / "a.qdoc";
   EXPECT_THAT(SavingError(), HasSubstr("no such folder"));

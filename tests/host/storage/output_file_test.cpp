@@ -65,6 +65,34 @@ TEST_F(OutputFileTest, ReplacesWhatStoodThere) {
   EXPECT_THAT(folder.Names(), ElementsAre("out"));
 }
 
+TEST_F(OutputFileTest, FollowsSymbolicLinks) {
+  WriteFile(folder / "file", "before");
+  std::filesystem::create_symlink("file", folder / "inner");
+  std::filesystem::create_symlink(folder / "inner", folder / "outer");
+  OutputFile output(folder / "outer");
+  WriteFile(output.TemporaryPath(), "after");
+  output.Commit();
+  EXPECT_EQ(BytesOfFile(folder / "file"), "after");
+  EXPECT_TRUE(std::filesystem::is_symlink(folder / "outer"));
+  EXPECT_TRUE(std::filesystem::is_symlink(folder / "inner"));
+}
+
+TEST_F(OutputFileTest, FollowsASymbolicLinkToAFileThatIsNotThereYet) {
+  std::filesystem::create_symlink("file", folder / "link");
+  OutputFile output(folder / "link");
+  WriteFile(output.TemporaryPath(), "content");
+  output.Commit();
+  EXPECT_EQ(BytesOfFile(folder / "file"), "content");
+  EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
+}
+
+TEST_F(OutputFileTest, TakesNamesAsLongAsTheFileSystemDoes) {
+  const std::string name(255, 'n');
+  OutputFile output(folder / name);
+  output.Commit();
+  EXPECT_THAT(folder.Names(), ElementsAre(name));
+}
+
 TEST_F(OutputFileTest, LeavesNothingWhenItIsNotCommitted) {
   {
     const OutputFile output(folder / "new");
