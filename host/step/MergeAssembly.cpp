@@ -463,9 +463,8 @@ StepAssembly WithOneRoot(StepAssembly assembly, const std::string& name) {
 }  // namespace
 
 MergeReport MergeAssembly(Document& document, const StepAssembly& assembly, const std::string& name) {
-  if (CountStepOccurrences(assembly) > c_maxOccurrences) {
-    throw DocumentError(
-        fmt::format("more than {} occurrences; import the sub-assemblies one by one", c_maxOccurrences));
+  if (const auto excess = ExcessOf(assembly)) {
+    throw DocumentError(*excess);
   }
   const StepAssembly source = WithOneRoot(assembly, name);
   return Merge(document, source, source.roots.front()).Run();

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,9 +9,6 @@
 #include "host/step/StepAssembly.h"
 
 namespace host {
-
-/// More occurrences than these are refused: a small file can claim more than any memory holds.
-inline constexpr std::uint64_t c_maxOccurrences = 20'000'000;
 
 /// What a merge did.
 struct MergeReport {
@@ -47,7 +43,7 @@ struct MergeReport {
 /// Links: in the unique set each occurrence to its component; in the validated set the position links that the bodies
 /// give, less those that are not valid for the base embodiment.
 ///
-/// Throws DocumentError for more than c_maxOccurrences, or more components in one assembly than can be numbered; the
+/// Throws DocumentError for what ExcessOf finds too much, or more components in one assembly than can be numbered; the
 /// document is then in no useful state. O(n log n), and O(links) for each sub-assembly that moved as a whole.
 MergeReport MergeAssembly(Document& document, const StepAssembly& assembly, const std::string& name);
 

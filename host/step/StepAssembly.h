@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -97,5 +98,16 @@ std::vector<std::size_t> OrderHoldersFirst(const std::vector<StepProduct>& produ
 /// the greatest value of the type when there are more (a small file can claim more than any memory holds).
 /// Linear in the size of `assembly`. Requires an assembly without cycles and with all indexes in range.
 std::uint64_t CountStepOccurrences(const StepAssembly& assembly);
+
+/// A small file can claim more than any memory holds, so there are limits. Every use and every body counts as often as
+/// it occurs in the tree; a level is an assembly within another one.
+inline constexpr std::uint64_t c_maxOccurrences = 20'000'000;
+inline constexpr std::uint64_t c_maxBodies = 20'000'000;
+inline constexpr std::uint64_t c_maxLevels = 1'000;
+/// Of all occurrences and bodies together, each with as many as its path has elements.
+inline constexpr std::uint64_t c_maxPathElements = 500'000'000;
+
+/// What is beyond the limits, with the mend, or none. As CountStepOccurrences otherwise.
+std::optional<std::string> ExcessOf(const StepAssembly& assembly);
 
 }  // namespace host

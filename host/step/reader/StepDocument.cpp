@@ -23,7 +23,9 @@
 #include <ShapeProcess_Context.hxx>
 #include <ShapeProcess_UOperator.hxx>
 #include <StepBasic_Document.hxx>
+#include <StepBasic_ProductDefinition.hxx>
 #include <StepData_StepModel.hxx>
+#include <StepRepr_NextAssemblyUsageOccurrence.hxx>
 #include <TCollection_HAsciiString.hxx>
 #include <Transfer_TransientProcess.hxx>
 #include <XCAFApp_Application.hxx>
@@ -244,6 +246,38 @@ void ReportModel(AnswerWriter& answer, const std::string& subject, const Handle(
   ReportOddEntities(answer, subject, model);
 }
 
+// The uses alone: every definition that uses another one or is used is a product.
+StepAssembly UsesIn(const Handle(StepData_StepModel) & model) {
+  StepAssembly assembly;
+  std::map<const StepBasic_ProductDefinition*, std::size_t> products;
+  std::vector<bool> isUsed;
+  const auto product = [&](const StepBasic_ProductDefinition* definition) {
+    const auto [found, isNew] = products.emplace(definition, assembly.products.size());
+    if (isNew) {
+      assembly.products.emplace_back();
+      isUsed.push_back(false);
+    }
+    return found->second;
+  };
+  for (Standard_Integer i = 1; i <= model->NbEntities(); ++i) {
+    const auto* occurrence = dynamic_cast<const StepRepr_NextAssemblyUsageOccurrence*>(model->Value(i).get());
+    if (occurrence == nullptr || occurrence->RelatingProductDefinition().IsNull() ||
+        occurrence->RelatedProductDefinition().IsNull()) {
+      continue;
+    }
+    const std::size_t holder = product(occurrence->RelatingProductDefinition().get());
+    const std::size_t used = product(occurrence->RelatedProductDefinition().get());
+    assembly.products[holder].uses.push_back({used, {}, {}, c_stepIdentity, false});
+    isUsed[used] = true;
+  }
+  for (std::size_t i = 0; i < isUsed.size(); ++i) {
+    if (!isUsed[i]) {
+      assembly.roots.push_back(i);
+    }
+  }
+  return assembly;
+}
+
 }  // namespace
 
 std::string ToText(const Handle(TCollection_HAsciiString) & text) {
@@ -302,6 +336,10 @@ void StepDocument::Read(const MessageCollector& messages) {
 }
 
 void StepDocument::Transfer() {
+  // Before Open CASCADE walks along every one of them.
+  if (const auto excess = ExcessOf(UsesIn(ModelOf(sessions.front())))) {
+    throw StepError(*excess);
+  }
   const Handle(TransferProgress) indicator = new TransferProgress(answer);
   if (reader.NbRootsForTransfer() <= 0 || !reader.Transfer(document, indicator->Start())) {
     throw StepError("there is no shape in it; export it with its geometry");
