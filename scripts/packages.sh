@@ -9,7 +9,7 @@ build_packages=(
 )
 # What the tests need besides.
 test_packages=(
-  clang libgtest-dev libgmock-dev librapidcheck-dev python3 binutils
+  clang libgtest-dev libgmock-dev librapidcheck-dev python3 binutils abigail-tools
 )
 
 # require_packages NAME...: installs those that are missing. Asks for no network when none is.

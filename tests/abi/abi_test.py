@@ -50,6 +50,67 @@ class Exports(unittest.TestCase):
         self.assertIn("Library soname: [libqProdData3D.so.1]", dynamic)
 
 
+# What a library without files, threads and configuration of its own has no use for, as C names and as beginnings of
+# C++ names.
+FORBIDDEN_IMPORTS = re.compile(
+    r"^(f?open(at)?(64)?|f(read|write|close|puts|printf)|f?printf|puts|(p?read|p?write)v?(64)?|close|creat|socket|"
+    r"(secure_)?getenv|(put|set|unset)env|environ|setlocale|pthread_.*|thrd_.*|fork|v?fork|exec.*|posix_spawn.*|system|"
+    r"kill|signal|sigaction|abort|exit|_exit|std::(thread|this_thread|mutex|condition_variable|__once|basic_.*stream|"
+    r"basic_filebuf|ios_base|locale|filesystem|random_device|chrono).*)(@.*)?$")
+
+
+class Imports(unittest.TestCase):
+    def test_no_file_thread_or_environment_function_is_imported(self):
+        imported = [line.split(None, 1)[1] for line in
+                    run("nm", "-DC", "--undefined-only", LIBRARY).splitlines()]
+        self.assertGreater(len(imported), 40)
+        self.assertEqual([], [name for name in imported if FORBIDDEN_IMPORTS.match(name)])
+
+    def test_only_the_platform_and_the_compiler_s_runtime_are_needed(self):
+        needed = re.findall(r"\(NEEDED\).*\[(.*)\]", run("readelf", "-dW", LIBRARY))
+        self.assertEqual(sorted(["libq3DCore.so.1", "libqProdData.so.1", "libqKernel.so.1", "libqSys.so.1",
+                                 "libstdc++.so.6", "libgcc_s.so.1", "libc.so.6"]), sorted(needed))
+
+
+class VirtualTable(unittest.TestCase):
+    def slots(self):
+        """The functions in the store's virtual table, in their order."""
+        table = next(line.split() for line in run("readelf", "-W", "--dyn-syms", LIBRARY).splitlines()
+                     if line.endswith(" _ZTV24ProductGeometryObjects3D"))
+        start, size = int(table[1], 16), int(table[2])
+        names = {}
+        for line in run("readelf", "-rW", LIBRARY).splitlines():
+            fields = line.split()
+            if len(fields) == 7 and fields[2] == "R_X86_64_64" and start <= int(fields[0], 16) < start + size:
+                names[int(fields[0], 16) - start] = fields[4]
+        # Before the functions stand the offset to the top, which needs no relocation, and the type.
+        self.assertEqual("_ZTI24ProductGeometryObjects3D", names.pop(8))
+        self.assertEqual(list(range(16, size, 8)), sorted(names))
+        return run("c++filt", *(names[offset] for offset in sorted(names))).splitlines()
+
+    def test_holds_the_operations_in_their_order(self):
+        listed = (HERE / "virtual_operations.txt").read_text().splitlines()
+        self.assertEqual(24, len(listed))
+        slots = [re.match(r"ProductGeometryObjects3D::(~?\w+)\(", name).group(1) for name in self.slots()]
+        # The destructor has two entries: for an object in its place, and for one that is released as well.
+        self.assertEqual([listed[0], *listed], slots)
+
+
+class Description(unittest.TestCase):
+    def test_the_library_is_what_its_description_says(self):
+        done = subprocess.run(["abidiff", "--no-default-suppression", HERE / "qProdData3D.abi",
+                               os.environ["QPD_DESCRIBED"]], capture_output=True, text=True)
+        self.assertEqual((0, ""), (done.returncode, done.stdout + done.stderr),
+                         "docs/architecture.md says when the description may change and how")
+
+    def test_the_description_shows_the_store_s_members_in_their_order(self):
+        description = (HERE / "qProdData3D.abi").read_text()
+        store = description[description.index("<class-decl name='ProductGeometryObjects3D' size-in-bits"):]
+        store = store[:store.index("<member-function")]
+        self.assertEqual(["uniqueLinks", "validatedLinks", "linkValidator", "writeComponentPath"],
+                         re.findall(r"<var-decl name='(\w+)'", store))
+
+
 def constants_by_address():
     listed = set(constants())
     found = {}
@@ -89,6 +150,11 @@ class Unloading(unittest.TestCase):
     def test_property_names_are_destroyed_at_unloading_in_reverse_order(self):
         for loading in self.loadings:
             self.assertEqual(constants()[::-1], loading["destroyed"])
+
+
+class Using(unittest.TestCase):
+    def test_a_program_with_cpp_of_its_own_loads_uses_and_unloads_it_twice(self):
+        self.assertEqual("99 links\n" * 2, run(os.environ["QPD_LOAD_USE"], LIBRARY))
 
 
 class Installed(unittest.TestCase):
