@@ -10,7 +10,8 @@
 /// destroyed, in reverse order, when it is unloaded. Composites read constants that stand above them, so the order of
 /// this header is the order of construction and must not change. The constants are inline, so every module that
 /// includes them would construct them: a guard lets the first one do it. g++ emits these guards as plain flags, made
-/// safe between threads by the loader's lock, under which all initialisers of a library run.
+/// safe between threads by the loader's lock, under which all initialisers of a library run. A constant that gets no
+/// memory passes its exception out of the loading; the library is then half built and cannot be used by this process.
 
 // Shared constants.
 

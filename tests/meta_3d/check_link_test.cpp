@@ -1,4 +1,5 @@
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <variant>
@@ -120,6 +121,7 @@ TEST_F(CheckLink, RefusesWhatIsBoundAndInNoGroup) {
 TEST_F(CheckLink, TakesEveryFlagButZeroForBound) {
   for (const std::uint32_t flag : {2U, 0x100U, 0x10000U, 0x80000000U, 0xFFFFFFFFU}) {
     SCOPED_TRACE(flag);
+    const InSequence order;
     ExpectStoredFlag(4, flag);
     ExpectGroups({});
     EXPECT_FALSE(Check());
@@ -128,6 +130,7 @@ TEST_F(CheckLink, TakesEveryFlagButZeroForBound) {
 
 TEST_F(CheckLink, LetsTheNullKeyOfAPathWithoutAnEmbodimentCountAsAnyOther) {
   for (const bool isInGroups : {true, false}) {
+    const InSequence order;
     ExpectStoredFlag(4, 1);
     EXPECT_CALL(embodiments, FindEmbodiment(c_path)).WillOnce(Return(UniqueMetaObjectKey::null));
     EXPECT_CALL(aggregator, GetObjectGroups(c_object))
@@ -137,12 +140,35 @@ TEST_F(CheckLink, LetsTheNullKeyOfAPathWithoutAnEmbodimentCountAsAnyOther) {
 }
 
 TEST_F(CheckLink, AcceptsAnObjectWithoutAValidHandlerSinceGroupPartsAreNotBound) {
+  const InSequence order;
   ExpectType(5);
   EXPECT_CALL(aggregator, MakeGroupPartHandler(c_object)).WillOnce(Return(GroupPartHandler()));
   EXPECT_TRUE(Check());
+
+  ExpectType(5);
+  EXPECT_CALL(aggregator, MakeGroupPartHandler(c_object)).WillOnce(Return(Handler()));
+  EXPECT_CALL(groupParts, IsValidGroupPart(c_object, UniqueMetaObjectKey::null)).WillOnce(Return(false));
+  EXPECT_TRUE(Check());
+}
+
+TEST_F(CheckLink, TakesAnObjectForBoundWhosePartInTheGroupOfItsHandlerIs) {
+  const UniqueMetaObjectKey group = Key("group");
+  part = AttributedPart{{true, false, 1}};
+  const InSequence order;
+  ExpectType(6);
+  EXPECT_CALL(aggregator, MakeGroupPartHandler(c_object))
+      .WillOnce(Return(GroupPartHandler(groupParts, c_object, group)));
+  EXPECT_CALL(groupParts, IsValidGroupPart(c_object, group)).WillOnce(Return(true));
+  EXPECT_CALL(groupParts, GetGroupPart(c_object, group)).WillOnce(Return(PartHandler(parts, c_part)));
+  EXPECT_CALL(parts, IsValidPart(c_part)).WillOnce(Return(true));
+  EXPECT_CALL(parts, IsCalcAvailable(c_part)).WillOnce(Return(false));
+  EXPECT_CALL(parts, GetProductPart(c_part)).WillOnce(ReturnRef(part));
+  ExpectGroups({group});
+  EXPECT_FALSE(Check());
 }
 
 TEST_F(CheckLink, TakesAnObjectWithoutAValidPartForBound) {
+  const InSequence order;
   ExpectType(5);
   EXPECT_CALL(aggregator, MakeGroupPartHandler(c_object)).WillOnce(Return(Handler()));
   EXPECT_CALL(groupParts, IsValidGroupPart(_, _)).WillOnce(Return(true));
@@ -170,10 +196,34 @@ TEST_F(CheckLink, LetsTheCalculatorDecideWhatIsBound) {
   }
 }
 
+TEST_F(CheckLink, TakesTheStoredFlagWhereTheCalculatorHasNoAnswer) {
+  for (const std::uint32_t stored : {0U, 1U}) {
+    SCOPED_TRACE(stored);
+    part = AttributedPart{{true, false, stored}};
+    const InSequence order;
+    ExpectType(4);
+    EXPECT_CALL(aggregator, MakeGroupPartHandler(c_object)).WillOnce(Return(Handler()));
+    EXPECT_CALL(groupParts, IsValidGroupPart(_, _)).WillOnce(Return(true));
+    EXPECT_CALL(groupParts, GetRawPart(c_object)).WillOnce(Return(PartHandler(parts, c_part)));
+    EXPECT_CALL(parts, IsValidPart(c_part)).WillOnce(Return(true));
+    EXPECT_CALL(parts, IsCalcAvailable(c_part)).WillOnce(Return(true));
+    EXPECT_CALL(parts, GetPropertyCalculator(c_part)).WillOnce(ReturnRef(calculator));
+    EXPECT_CALL(calculator, CalcEmbodimentBoundFlag(c_part)).WillOnce(Return(std::nullopt));
+    EXPECT_CALL(parts, GetProductPart(c_part)).WillOnce(ReturnRef(part));
+    if (stored != 0) {
+      ExpectGroups({c_embodiment});
+    }
+    EXPECT_TRUE(Check());
+  }
+}
+
 TEST_F(CheckLink, RefusesAPartWithoutAttributesByAnException) {
-  ExpectStoredFlag(4, 0);
-  part = ForeignPart{};
-  EXPECT_THROW(Check(), std::bad_variant_access);
+  for (const ProductPart& other : {ProductPart(UnloadedPart{}), ProductPart(ForeignPart{})}) {
+    const InSequence order;
+    ExpectStoredFlag(4, 0);
+    part = other;
+    EXPECT_THROW(Check(), std::bad_variant_access);
+  }
 }
 
 TEST_F(CheckLink, PassesTheExceptionOfEveryQuestion) {

@@ -1,6 +1,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -87,6 +88,7 @@ TEST_F(GroupObjPositionValue, IsTheOwnValueWithItsUnitWhereTheValueInTheGroupIsE
 
 TEST_F(GroupObjPositionValue, IsTheOwnValueWhereTheGroupHasAUnitWithoutAValue) {
   const SimplePropVal unitAlone(SimplePropVal::Value(), UnitId::kilogram);
+  const InSequence order;
   ExpectNoBillet();
   ExpectGroupValue(unitAlone);
   EXPECT_CALL(aggregator, GetPropValueRef(c_object, c_positionName)).WillOnce(Return(PropValueRef(c_own)));
@@ -96,6 +98,7 @@ TEST_F(GroupObjPositionValue, IsTheOwnValueWhereTheGroupHasAUnitWithoutAValue) {
 TEST_F(GroupObjPositionValue, IsTheOwnPropertyWithAllItsParts) {
   const auto tree = std::make_shared<PropertyTree>(c_own);
   tree->push_back({L"part", PropertyTree(c_inGroup)});
+  const InSequence order;
   ExpectNoBillet();
   ExpectGroupValue(c_empty);
   EXPECT_CALL(aggregator, GetPropValueRef(c_object, c_positionName)).WillOnce(Return(PropValueRef(tree)));
@@ -103,6 +106,7 @@ TEST_F(GroupObjPositionValue, IsTheOwnPropertyWithAllItsParts) {
 }
 
 TEST_F(GroupObjPositionValue, IsEmptyWhereThereIsNoneAtAll) {
+  const InSequence order;
   ExpectNoBillet();
   ExpectGroupValue(c_empty);
   EXPECT_CALL(aggregator, GetPropValueRef(c_object, c_positionName)).WillOnce(Return(PropValueRef()));
@@ -112,6 +116,7 @@ TEST_F(GroupObjPositionValue, IsEmptyWhereThereIsNoneAtAll) {
 TEST_F(GroupObjPositionValue, TakesEveryKindOfValueForOne) {
   for (const SimplePropVal& value : {SimplePropVal(std::wstring()), SimplePropVal(false), SimplePropVal(0),
                                      SimplePropVal(0.0), SimplePropVal(SimplePropVal::DateTime())}) {
+    const InSequence order;
     ExpectNoBillet();
     ExpectGroupValue(value);
     EXPECT_EQ(Ask().GetSimpleValue(), value);
@@ -119,14 +124,17 @@ TEST_F(GroupObjPositionValue, TakesEveryKindOfValueForOne) {
 }
 
 TEST_F(GroupObjPositionValue, PassesTheGroupAndTheObjectInThatOrderAlsoWhereTheyAreNullKeys) {
-  EXPECT_CALL(aggregator, Actualize).WillOnce(Return(false));
-  EXPECT_CALL(aggregator, IsManualBillet(c_object)).WillOnce(Return(false));
-  EXPECT_CALL(aggregator, GetMetaProductData(c_object)).WillOnce(ReturnRef(productData));
-  EXPECT_CALL(productData, IsAssociativeBillet(c_object)).WillOnce(Return(false));
-  EXPECT_CALL(aggregator, GetGroupObjPropValue(UniqueMetaObjectKey::null, c_object, c_positionName))
-      .WillOnce(ReturnRef(c_inGroup));
-  EXPECT_EQ(meta_3d::GetGroupObjPositionValue(aggregator, c_object, UniqueMetaObjectKey::null).GetSimpleValue(),
-            c_inGroup);
+  const std::pair<UniqueMetaObjectKey, UniqueMetaObjectKey> pairs[] = {{c_object, UniqueMetaObjectKey::null},
+                                                                       {UniqueMetaObjectKey::null, c_group}};
+  for (const auto& [object, group] : pairs) {
+    const InSequence order;
+    EXPECT_CALL(aggregator, Actualize).WillOnce(Return(false));
+    EXPECT_CALL(aggregator, IsManualBillet(object)).WillOnce(Return(false));
+    EXPECT_CALL(aggregator, GetMetaProductData(object)).WillOnce(ReturnRef(productData));
+    EXPECT_CALL(productData, IsAssociativeBillet(object)).WillOnce(Return(false));
+    EXPECT_CALL(aggregator, GetGroupObjPropValue(group, object, c_positionName)).WillOnce(ReturnRef(c_inGroup));
+    EXPECT_EQ(meta_3d::GetGroupObjPositionValue(aggregator, object, group).GetSimpleValue(), c_inGroup);
+  }
 }
 
 TEST_F(GroupObjPositionValue, PassesTheExceptionOfEveryQuestion) {

@@ -128,12 +128,14 @@ TEST_P(AFlagReader, AsksForThePartInTheGroupWhereThereIsAGroupKey) {
 
 TEST_P(AFlagReader, TakesAGroupKeyOfOneZeroByteForAGroupKey) {
   const UniqueMetaObjectKey zero = Key({"\0", 1});
+  const InSequence order;
   EXPECT_CALL(groupParts, IsValidGroupPart(c_object, zero)).WillOnce(Return(true));
   EXPECT_CALL(groupParts, GetGroupPart(c_object, zero)).WillOnce(Return(PartHandler()));
   EXPECT_EQ(Read(GroupPartHandler(groupParts, c_object, zero)), GetParam().defaultOfParts);
 }
 
 TEST_P(AFlagReader, GivesTheDefaultOfPartsForAnInvalidPartAndAsksNothingMore) {
+  const InSequence order;
   EXPECT_CALL(groupParts, IsValidGroupPart(c_object, UniqueMetaObjectKey::null)).WillOnce(Return(true));
   EXPECT_CALL(groupParts, GetRawPart(c_object)).WillOnce(Return(PartHandler(parts, c_part)));
   EXPECT_CALL(parts, IsValidPart(c_part)).WillOnce(Return(false));
@@ -141,6 +143,7 @@ TEST_P(AFlagReader, GivesTheDefaultOfPartsForAnInvalidPartAndAsksNothingMore) {
 }
 
 TEST_P(AFlagReader, GivesTheDefaultOfPartsForAPartWithoutASource) {
+  const InSequence order;
   EXPECT_CALL(groupParts, IsValidGroupPart(c_object, c_group)).WillOnce(Return(true));
   EXPECT_CALL(groupParts, GetGroupPart(c_object, c_group)).WillOnce(Return(PartHandler()));
   EXPECT_EQ(Read(GroupPartHandler(groupParts, c_object, c_group)), GetParam().defaultOfParts);
@@ -149,6 +152,7 @@ TEST_P(AFlagReader, GivesTheDefaultOfPartsForAPartWithoutASource) {
 TEST_P(AFlagReader, GivesTheStoredFlagWithoutFetchingACalculatorWhereNoneIsAvailable) {
   for (const bool isSet : {true, false}) {
     const ProductPart stored = Attributed(isSet ? GetParam().set : GetParam().notSet);
+    const InSequence order;
     ExpectValidPart();
     EXPECT_CALL(parts, IsCalcAvailable(c_part)).WillOnce(Return(false));
     EXPECT_CALL(parts, GetProductPart(c_part)).WillOnce(ReturnRef(stored));
@@ -158,6 +162,7 @@ TEST_P(AFlagReader, GivesTheStoredFlagWithoutFetchingACalculatorWhereNoneIsAvail
 
 TEST_P(AFlagReader, RefusesAPartOfTheFirstOrTheThirdKind) {
   for (const ProductPart& part : {ProductPart(UnloadedPart{}), ProductPart(ForeignPart{})}) {
+    const InSequence order;
     ExpectValidPart();
     EXPECT_CALL(parts, IsCalcAvailable(c_part)).WillOnce(Return(false));
     EXPECT_CALL(parts, GetProductPart(c_part)).WillOnce(ReturnRef(part));
@@ -198,6 +203,7 @@ TEST_F(TheIncludeFlag, IsTheStoredOneWhereTheCalculatorHasNoAnswer) {
 
 TEST_F(TheIncludeFlag, OfAPartWithoutAttributesIsRefusedWhereTheCalculatorHasNoAnswer) {
   const ProductPart part = ForeignPart{};
+  const InSequence order;
   ExpectCalculator();
   EXPECT_CALL(calculator, CalcIncludeFlag(c_part)).WillOnce(Return(std::nullopt));
   EXPECT_CALL(parts, GetProductPart(c_part)).WillOnce(ReturnRef(part));
@@ -223,6 +229,7 @@ TEST_F(TheExcludeFlag, IsTheStoredOneAlthoughACalculatorIsAvailableWhichIsNotFet
 
 TEST_F(TheExcludeFlag, OfAPartWithoutAttributesIsRefusedAlthoughACalculatorIsAvailable) {
   const ProductPart part = UnloadedPart{};
+  const InSequence order;
   ExpectValidPart();
   EXPECT_CALL(parts, IsCalcAvailable(c_part)).WillOnce(Return(true));
   EXPECT_CALL(parts, GetProductPart(c_part)).WillOnce(ReturnRef(part));
@@ -251,6 +258,7 @@ TEST_F(TheEmbodimentBoundFlag, IsTheStoredOneWithAllItsBitsWhereTheCalculatorHas
 
 TEST_F(TheEmbodimentBoundFlag, OfAPartWithoutAttributesIsRefusedWhereTheCalculatorHasNoAnswer) {
   const ProductPart part = UnloadedPart{};
+  const InSequence order;
   ExpectCalculator();
   EXPECT_CALL(calculator, CalcEmbodimentBoundFlag(c_part)).WillOnce(Return(std::nullopt));
   EXPECT_CALL(parts, GetProductPart(c_part)).WillOnce(ReturnRef(part));

@@ -314,6 +314,22 @@ TEST_F(PositionsMetaLinks, PassOverABodyThatTheQuestionForItsKindCostsItsLife) {
   SetLinks();
 }
 
+TEST_F(PositionsMetaLinks, AreMadeOfABodyThatTheLastTestCostsItsOwnerSinceItIsNotTestedAgain) {
+  Body body("body");
+  root.built = {body.Reference()};
+  const InSequence order;
+  ExpectIterator();
+  root.ExpectBuilt();
+  body.ExpectKind();
+  EXPECT_CALL(body.object, QueryInterface(c_positionObject))
+      .WillOnce(DoAll(InvokeWithoutArgs([&body] { body.life.reset(); }),
+                      Return(static_cast<IfPositionObject*>(&body.position))));
+  body.ExpectKeys(productData, store, {Key("a")});
+  body.ExpectLink(store, root, Key("a"));
+  ExpectEnd();
+  SetLinks();
+}
+
 TEST_F(PositionsMetaLinks, TestAndVisitEachBodyBeforeTheNextOneIsTested) {
   Body first("first");
   Body second("second");

@@ -279,6 +279,13 @@ TEST_F(PositionValues, TreatTheNullKeyOfAComponentAsAnyOtherGroup) {
   EXPECT_EQ(Ask(), (Elements{{c_ordinary, c_seven}}));
 }
 
+TEST_F(PositionValues, TakeTheNullKeyOfALinkForAKey) {
+  const InSequence order;
+  ExpectLinks({UniqueMetaObjectKey::null});
+  ExpectOrdinary(UniqueMetaObjectKey::null, c_seven);
+  EXPECT_EQ(Ask(), (Elements{{UniqueMetaObjectKey::null, c_seven}}));
+}
+
 TEST_F(PositionValues, PassOverAnUnknownObjectBeforeItsHandlerIsMade) {
   const InSequence order;
   ExpectLinks({c_ordinary});
@@ -489,6 +496,51 @@ TEST_F(PositionValuesOfParts, LetTheCalculatorDecideOnTheInclusionFirstAndTheSto
   }
 }
 
+TEST_F(PositionValuesOfParts, TakeTheStoredInclusionWhereTheCalculatorHasNoAnswer) {
+  for (const bool isIncluded : {true, false}) {
+    part = AttributedPart{{isIncluded, false, 0}};
+    const InSequence order;
+    ExpectLinks({c_ordinary});
+    ExpectPartHandler();
+    ExpectPart(true);
+    ExpectCalculated(std::nullopt);
+    ExpectStored();
+    ExpectPart(true);
+    ExpectStored();
+    if (isIncluded) {
+      ExpectTheRest();
+    }
+    EXPECT_EQ(Ask(), isIncluded ? (Elements{{c_ordinary, c_seven}}) : Elements());
+  }
+}
+
+TEST_F(PositionValuesOfParts, AskForTheRawPartWhereTheHandlerHasTheNullGroupKey) {
+  part = AttributedPart{{true, false, 0}};
+  const InSequence order;
+  ExpectLinks({c_ordinary});
+  EXPECT_CALL(aggregator, HasObject(c_ordinary)).WillOnce(Return(true));
+  EXPECT_CALL(aggregator, MakeGroupPartHandler(c_ordinary))
+      .WillOnce(Return(GroupPartHandler(groupParts, c_ordinary, UniqueMetaObjectKey::null)));
+  for (int flag = 0; flag < 2; ++flag) {
+    EXPECT_CALL(groupParts, IsValidGroupPart(c_ordinary, UniqueMetaObjectKey::null)).WillOnce(Return(true));
+    EXPECT_CALL(groupParts, GetRawPart(c_ordinary)).WillOnce(Return(PartHandler(parts, partKey)));
+    EXPECT_CALL(parts, IsValidPart(partKey)).WillOnce(Return(true));
+    EXPECT_CALL(parts, IsCalcAvailable(partKey)).WillOnce(Return(false));
+    ExpectStored();
+  }
+  ExpectTheRest();
+  EXPECT_EQ(Ask(), (Elements{{c_ordinary, c_seven}}));
+}
+
+TEST_F(PositionValuesOfParts, CountAnObjectWhoseHandlerIsInvalid) {
+  const InSequence order;
+  ExpectLinks({c_ordinary});
+  ExpectPartHandler();
+  EXPECT_CALL(groupParts, IsValidGroupPart(c_ordinary, c_otherGroup)).Times(2).WillRepeatedly(Return(false));
+  ExpectTheRest();
+  EXPECT_EQ(Ask(), (Elements{{c_ordinary, c_seven}}));
+}
+
 TEST_F(PositionValuesOfParts, PassTheRefusalOfAPartWithoutAttributes) {
   for (const ProductPart& other : {ProductPart(UnloadedPart{}), ProductPart(ForeignPart{})}) {
     part = other;
@@ -619,6 +671,25 @@ TEST_F(PositionValuesOfManyObjects, VisitEveryKeyOnceAndAllGroupObjectsBeforeThe
   std::sort(visited.begin(), visited.end());
   std::sort(linked.begin(), linked.end());
   EXPECT_EQ(visited, linked);
+}
+
+TEST_F(PositionValuesOfManyObjects, AreThoseOfAllButTheObjectsWhoseGroupObjectWasVisited) {
+  Link(20);
+  // Once with the one half of the objects and once with the other, since either may be visited first.
+  for (const int rest : {0, 1}) {
+    SCOPED_TRACE(rest);
+    const auto isOfGroupObject = [rest](const UniqueMetaObjectKey& key) { return std::stoi(key.Bytes()) % 2 == rest; };
+    ON_CALL(aggregator, GetGroupObjectKey).WillByDefault([&](const UniqueMetaObjectKey& key) {
+      return isOfGroupObject(key) ? *groupObjects.begin() : UniqueMetaObjectKey();
+    });
+    Elements expected;
+    for (const UniqueMetaObjectKey& key : linked) {
+      if (groupObjects.contains(key) || !isOfGroupObject(key)) {
+        expected.push_back({key, values[key]});
+      }
+    }
+    EXPECT_EQ(ElementsOf(Ask()), expected);
+  }
 }
 
 TEST_F(PositionValuesOfManyObjects, AreInTheirOwnOrder) {

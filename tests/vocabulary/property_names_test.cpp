@@ -22,6 +22,12 @@ struct NamedText {
   const std::wstring* constant;
   std::wstring_view text;
   std::size_t length;
+
+  template <class Object>
+  NamedText(std::string_view objectName, Object* object, std::wstring_view expected, std::size_t expectedLength)
+      : name(objectName), constant(object), text(expected), length(expectedLength) {
+    static_assert(std::is_same_v<Object, const std::wstring>, "not a constant wide string");
+  }
 };
 
 /// In the order of construction.
@@ -197,6 +203,9 @@ TEST(LocalValues, AreTwoNumbersWithFlagsAndASetOfFourNumbers) {
   EXPECT_EQ(c_intSet4567, (std::set<int>{4, 5, 6, 7}));
   static_assert(std::is_same_v<decltype(c_intFlagZero.value), int> && sizeof(int) == 4);
   static_assert(std::is_same_v<decltype(c_intFlagZero.flag), bool>);
+  static_assert(std::is_same_v<decltype(c_intFlagZero), const IntFlag>);
+  static_assert(std::is_same_v<decltype(c_intFlagMinusOne), const IntFlag>);
+  static_assert(std::is_same_v<decltype(c_intSet4567), const std::set<int>>);
 }
 
 TEST(TheNameOfNames, IsKnownToTheCompiler) {
@@ -205,10 +214,8 @@ TEST(TheNameOfNames, IsKnownToTheCompiler) {
   EXPECT_EQ(std::wstring(c_name).size(), 4U);
 }
 
-TEST(AllNames, AreConstantWideStringsOfLettersOfFourBytes) {
-  static_assert(std::is_same_v<decltype(c_marking), const std::wstring>);
-  static_assert(std::is_same_v<decltype(c_materialLocation), const std::wstring>);
-  static_assert(sizeof(wchar_t) == 4);
+TEST(AllNames, AreOfLettersOfFourBytes) {
+  EXPECT_EQ(sizeof(c_marking[0]), 4U);
 }
 
 TEST(AllNames, AreAsciiButForTheColumn) {
