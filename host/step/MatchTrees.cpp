@@ -48,6 +48,8 @@ std::vector<Placement> PlacementsInRoot(const std::vector<Node>& tree, Placement
   return result;
 }
 
+using Nodes = std::vector<std::size_t>;
+
 class Matcher {
  public:
   Matcher(const std::vector<DocumentNode>& documentTree, const std::vector<FileNode>& fileTree,
@@ -65,8 +67,6 @@ class Matcher {
   }
 
  private:
-  using Nodes = std::vector<std::size_t>;
-
   void Take(std::size_t old, std::size_t fresh) {
     match.fileNodeOf[old] = fresh;
     match.documentNodeOf[fresh] = old;
@@ -213,17 +213,178 @@ class Matcher {
   std::deque<std::pair<std::size_t, std::size_t>> open;
 };
 
-// The products of the file in the order of their first use.
-std::vector<std::size_t> UsedProducts(const StepAssembly& assembly, const std::vector<FileNode>& tree) {
-  std::vector<bool> isSeen(assembly.products.size(), false);
-  std::vector<std::size_t> used;
-  for (const FileNode& node : tree) {
-    if (!isSeen[node.product]) {
-      isSeen[node.product] = true;
-      used.push_back(node.product);
+// Finds the existing product of each product of a file.
+class ProductMatcher {
+ public:
+  ProductMatcher(const ProductData& productData, const std::vector<DocumentNode>& documentTree,
+                 const StepAssembly& source, const std::vector<FileNode>& fileTree)
+      : data(productData), before(documentTree), after(fileTree), products(source.products), result(products.size()) {}
+
+  std::vector<UniqueMetaObjectKey> Run() {
+    Take(after.front().product, before.front().product);
+    ListUsed();
+    const auto both = [](const Texts& texts) { return std::optional(texts); };
+    // A product is not recognised by a text that it does not have.
+    const auto marking = [](const Texts& texts) {
+      return texts.first.empty() ? std::nullopt : std::optional(Texts(texts.first, ""));
+    };
+    const auto name = [](const Texts& texts) {
+      return texts.second.empty() ? std::nullopt : std::optional(Texts("", texts.second));
+    };
+    MatchByTexts(both, true);
+    MatchNamesakes();
+    MatchByTexts(both, false);
+    MatchByTexts(marking, true);
+    MatchByTexts(name, true);
+    return std::move(result);
+  }
+
+ private:
+  // Marking and name.
+  using Texts = std::pair<std::string, std::string>;
+
+  void Take(std::size_t product, const UniqueMetaObjectKey& key) {
+    result[product] = key;
+    taken.insert(key);
+  }
+
+  bool IsOpen(std::size_t product) const { return result[product] == UniqueMetaObjectKey::null; }
+
+  // The products of both trees in the order of their first use.
+  void ListUsed() {
+    std::set<UniqueMetaObjectKey> seen = taken;
+    for (const DocumentNode& node : before) {
+      if (seen.insert(node.product).second) {
+        existing.emplace_back(node.product, Texts(data.ProductText(node.product, c_marking),
+                                                  data.ProductText(node.product, c_productName)));
+      }
+    }
+    std::vector<bool> isListed(products.size(), false);
+    for (const FileNode& node : after) {
+      if (!isListed[node.product] && IsOpen(node.product)) {
+        isListed[node.product] = true;
+        used.push_back(node.product);
+      }
     }
   }
-  return used;
+
+  Texts TextsOf(std::size_t product) const { return Texts(products[product].id, products[product].name); }
+
+  template <class Chosen>
+  void MatchByTexts(Chosen chosen, bool onlyIfUnambiguous) {
+    std::map<std::optional<Texts>, std::deque<UniqueMetaObjectKey>> waiting;
+    for (const auto& [key, texts] : existing) {
+      if (!taken.contains(key)) {
+        waiting[chosen(texts)].push_back(key);
+      }
+    }
+    std::map<std::optional<Texts>, std::size_t> askedFor;
+    for (const std::size_t product : used) {
+      if (IsOpen(product)) {
+        ++askedFor[chosen(TextsOf(product))];
+      }
+    }
+    for (const std::size_t product : used) {
+      const std::optional<Texts> texts = chosen(TextsOf(product));
+      const auto found = waiting.find(texts);
+      const bool isFree = texts && IsOpen(product) && found != waiting.end() && !found->second.empty();
+      if (isFree && (!onlyIfUnambiguous || (found->second.size() == 1 && askedFor[texts] == 1))) {
+        Take(product, found->second.front());
+        found->second.pop_front();
+      }
+    }
+  }
+
+  // Several products with one marking and name are told apart by their uses: one that stays is used in the same
+  // holder, under the same identifier or in the same place.
+  void MatchNamesakes() {
+    std::map<UniqueMetaObjectKey, Texts> oldTexts;
+    std::set<Texts> texts;
+    for (const auto& [key, textsOfExisting] : existing) {
+      if (!taken.contains(key)) {
+        oldTexts.emplace(key, textsOfExisting);
+        texts.insert(textsOfExisting);
+      }
+    }
+    Nodes freshUses;
+    for (std::size_t node = 1; node < after.size(); ++node) {
+      if (IsOpen(after[node].product) && texts.contains(TextsOf(after[node].product))) {
+        freshUses.push_back(node);
+      }
+    }
+    if (freshUses.empty()) {
+      return;
+    }
+    for (const Evidence evidence : {Evidence::fileId, Evidence::place, Evidence::holder}) {
+      MatchByUses(oldTexts, freshUses, evidence);
+    }
+  }
+
+  enum class Evidence { fileId, place, holder };
+
+  // What two uses must have in common; none where there is no such evidence.
+  using Use = std::tuple<Texts, UniqueMetaObjectKey, std::string, Placement>;
+  static std::optional<Use> UseIn(const UniqueMetaObjectKey& holder, const Texts& texts, const std::string& fileId,
+                                  const Placement& placement, Evidence evidence) {
+    if (evidence == Evidence::fileId && fileId.empty()) {
+      return std::nullopt;
+    }
+    return Use(texts, holder, evidence == Evidence::fileId ? fileId : std::string(),
+               evidence == Evidence::place ? Rounded(placement) : Placement{});
+  }
+
+  void MatchByUses(const std::map<UniqueMetaObjectKey, Texts>& oldTexts, const Nodes& freshUses, Evidence evidence) {
+    std::map<Use, std::deque<UniqueMetaObjectKey>> waiting;
+    for (std::size_t node = 1; node < before.size(); ++node) {
+      const DocumentNode& old = before[node];
+      const auto texts = oldTexts.find(old.product);
+      if (texts == oldTexts.end() || taken.contains(old.product)) {
+        continue;
+      }
+      if (const auto use = UseIn(before[old.parent].product, texts->second, old.component->fileId,
+                                 old.component->placement, evidence)) {
+        waiting[*use].push_back(old.product);
+      }
+    }
+    // A holder comes before what it holds, so it is recognised first.
+    for (const std::size_t node : freshUses) {
+      const FileNode& fresh = after[node];
+      if (!IsOpen(fresh.product)) {
+        continue;
+      }
+      const auto use = UseIn(result[after[fresh.parent].product], TextsOf(fresh.product), fresh.use->id,
+                             fresh.use->placement, evidence);
+      const auto found = use ? waiting.find(*use) : waiting.end();
+      if (found == waiting.end()) {
+        continue;
+      }
+      auto& olds = found->second;
+      while (!olds.empty() && taken.contains(olds.front())) {
+        olds.pop_front();
+      }
+      if (!olds.empty()) {
+        Take(fresh.product, olds.front());
+      }
+    }
+  }
+
+  const ProductData& data;
+  const std::vector<DocumentNode>& before;
+  const std::vector<FileNode>& after;
+  const std::vector<StepProduct>& products;
+  // By product of the file.
+  std::vector<UniqueMetaObjectKey> result;
+  std::set<UniqueMetaObjectKey> taken{UniqueMetaObjectKey::null};
+  std::vector<std::pair<UniqueMetaObjectKey, Texts>> existing;
+  std::vector<std::size_t> used;
+};
+
+// Only what the document says soundly can be recognised; null for anything else, so that it is taken for gone.
+UniqueMetaObjectKey SoundProduct(const ProductData& data, const UniqueMetaObjectKey& key) {
+  const MetaObject* product = data.Find(key);
+  const bool isProduct = product != nullptr && (product->type == MetaObjectType::partProduct ||
+                                                product->type == MetaObjectType::assemblyProduct);
+  return isProduct ? key : UniqueMetaObjectKey::null;
 }
 
 }  // namespace
@@ -231,7 +392,9 @@ std::vector<std::size_t> UsedProducts(const StepAssembly& assembly, const std::v
 std::vector<DocumentNode> DocumentTree(const Document& document) {
   std::vector<DocumentNode> tree;
   tree.reserve(document.components.size() + 1);
-  tree.push_back({ComponentPath(), nullptr, document.productData.RootProduct(), c_noNode, {}});
+  const ProductData& data = document.productData;
+  tree.push_back({ComponentPath(), nullptr, SoundProduct(data, data.RootProduct()), c_noNode, {}});
+  std::set<UniqueMetaObjectKey> seen;
   // The last node seen on every level; a component comes directly or later after the one that holds it.
   std::vector<std::size_t> lastOnLevel{0};
   for (const auto& [path, component] : document.components) {
@@ -240,8 +403,11 @@ std::vector<DocumentNode> DocumentTree(const Document& document) {
     const std::size_t parent = lastOnLevel.back();
     lastOnLevel.push_back(tree.size());
     tree[parent].children.push_back(tree.size());
-    const MetaObject* occurrence = document.productData.Find(component.occurrence);
-    tree.push_back({path, &component, occurrence == nullptr ? UniqueMetaObjectKey::null : occurrence->product, parent, {}});
+    const MetaObject* occurrence = data.Find(component.occurrence);
+    const bool isSound =
+        occurrence != nullptr && occurrence->IsOccurrence() && seen.insert(component.occurrence).second;
+    tree.push_back(
+        {path, &component, isSound ? SoundProduct(data, occurrence->product) : UniqueMetaObjectKey::null, parent, {}});
   }
   return tree;
 }
@@ -261,57 +427,7 @@ std::vector<FileNode> FileTree(const StepAssembly& assembly, std::size_t root) {
 
 std::vector<UniqueMetaObjectKey> MatchProducts(const ProductData& data, const std::vector<DocumentNode>& documentTree,
                                                const StepAssembly& assembly, const std::vector<FileNode>& fileTree) {
-  std::vector<UniqueMetaObjectKey> result(assembly.products.size());
-  std::set<UniqueMetaObjectKey> taken{UniqueMetaObjectKey::null};
-  const auto take = [&](std::size_t product, const UniqueMetaObjectKey& key) {
-    result[product] = key;
-    taken.insert(key);
-  };
-  take(fileTree.front().product, data.RootProduct());
-
-  std::vector<UniqueMetaObjectKey> existing;
-  std::set<UniqueMetaObjectKey> seen;
-  for (const DocumentNode& node : documentTree) {
-    if (!(node.product == UniqueMetaObjectKey::null) && seen.insert(node.product).second) {
-      existing.push_back(node.product);
-    }
-  }
-  const std::vector<std::size_t> used = UsedProducts(assembly, fileTree);
-  using Texts = std::pair<std::string, std::string>;
-  const auto pass = [&](auto textsOfExisting, auto textsOfFile, bool onlyIfUnambiguous) {
-    std::map<Texts, std::deque<UniqueMetaObjectKey>> waiting;
-    for (const UniqueMetaObjectKey& key : existing) {
-      if (!taken.contains(key)) {
-        waiting[textsOfExisting(key)].push_back(key);
-      }
-    }
-    std::map<Texts, std::size_t> askedFor;
-    for (const std::size_t product : used) {
-      if (result[product] == UniqueMetaObjectKey::null) {
-        ++askedFor[textsOfFile(product)];
-      }
-    }
-    for (const std::size_t product : used) {
-      const Texts texts = textsOfFile(product);
-      const auto found = waiting.find(texts);
-      const bool isFree = result[product] == UniqueMetaObjectKey::null && found != waiting.end() &&
-                          !found->second.empty() && !(texts.first.empty() && texts.second.empty());
-      if (isFree && (!onlyIfUnambiguous || (found->second.size() == 1 && askedFor[texts] == 1))) {
-        take(product, found->second.front());
-        found->second.pop_front();
-      }
-    }
-  };
-  const auto marking = [&data](const UniqueMetaObjectKey& key) { return data.ProductText(key, c_marking); };
-  const auto name = [&data](const UniqueMetaObjectKey& key) { return data.ProductText(key, c_productName); };
-  const auto& products = assembly.products;
-  pass([&](const auto& key) { return Texts(marking(key), name(key)); },
-       [&](std::size_t product) { return Texts(products[product].id, products[product].name); }, false);
-  pass([&](const auto& key) { return Texts(marking(key), ""); },
-       [&](std::size_t product) { return Texts(products[product].id, ""); }, true);
-  pass([&](const auto& key) { return Texts("", name(key)); },
-       [&](std::size_t product) { return Texts("", products[product].name); }, true);
-  return result;
+  return ProductMatcher(data, documentTree, assembly, fileTree).Run();
 }
 
 TreeMatch MatchTrees(const std::vector<DocumentNode>& documentTree, const std::vector<FileNode>& fileTree,

@@ -16,6 +16,7 @@ struct DocumentNode {
   ComponentPath path;
   /// Null for the root.
   const Component* component = nullptr;
+  /// Null where the document names none: no occurrence, one that another component has already, or no product.
   UniqueMetaObjectKey product;
   std::size_t parent = c_noNode;
   std::vector<std::size_t> children;
@@ -42,7 +43,9 @@ struct TreeMatch {
 };
 
 /// The existing product of each product of the file, by marking and name, then by either alone where that is
-/// unambiguous; null for a new one. The roots are the same product whatever they are called.
+/// unambiguous; null for a new one. Several with one marking and name are told apart by the holder and the identifier
+/// of a use, then by holder and place, then by holder, then by order. The roots are the same product whatever they are
+/// called.
 std::vector<UniqueMetaObjectKey> MatchProducts(const ProductData& data, const std::vector<DocumentNode>& documentTree,
                                                const StepAssembly& assembly, const std::vector<FileNode>& fileTree);
 

@@ -44,6 +44,41 @@ void ReplaceInLinks(IProductGeometryObjects3D& links, const GeometryObject3D& fr
   }
 }
 
+// Gives the bodies of one component names that none of those before has.
+class BodyNames {
+ public:
+  explicit BodyNames(const std::vector<Body>& old) {
+    for (const Body& body : old) {
+      taken.insert(body.objectName);
+      last = std::max(last, NumberOf(body));
+    }
+  }
+
+  // Short, so that the name lives inside every link that names the body.
+  MbName Next() {
+    MbName name;
+    do {
+      name = MbName(fmt::format("body-{}", ++last));
+    } while (taken.contains(name));
+    return name;
+  }
+
+ private:
+  // The number in the name of a body; 0 for names that were not given here.
+  static std::size_t NumberOf(const Body& body) {
+    static constexpr std::string_view c_prefix = "body-";
+    const std::string& name = body.objectName.Bytes();
+    if (!name.starts_with(c_prefix) || name.size() > c_prefix.size() + 9 ||
+        name.find_first_not_of("0123456789", c_prefix.size()) != std::string::npos || name.size() == c_prefix.size()) {
+      return 0;
+    }
+    return std::stoul(name.substr(c_prefix.size()));
+  }
+
+  std::set<MbName> taken;
+  std::size_t last = 0;
+};
+
 class Merge {
  public:
   Merge(Document& target, const StepAssembly& source, std::size_t root)
@@ -92,9 +127,19 @@ class Merge {
         document.links->RemoveGeometryObjectLinks(geometry, LinkSet::Both);
       });
     }
+    for (std::size_t old = 1; old < before.size(); ++old) {
+      if (match.fileNodeOf[old] != c_noNode) {
+        gone.erase(before[old].component->occurrence);
+      }
+    }
     document.links->RemoveMetaObjectsLinks(gone, LinkSet::Both);
-    for (const UniqueMetaObjectKey& occurrence : gone) {
-      data.Remove(occurrence);
+    // What is held goes before its holder, by which the groups that it belongs to are found.
+    for (std::size_t old = before.size(); --old > 0;) {
+      const UniqueMetaObjectKey& occurrence = before[old].component->occurrence;
+      const MetaObject* object = gone.contains(occurrence) ? data.Find(occurrence) : nullptr;
+      if (object != nullptr && object->IsOccurrence()) {
+        data.Remove(occurrence);
+      }
     }
   }
 
@@ -141,7 +186,7 @@ class Merge {
     product.type = IsAssembly(index) ? MetaObjectType::assemblyProduct : MetaObjectType::partProduct;
     SetText(product.properties, c_marking, source.id);
     SetText(product.properties, c_productName, source.name);
-    if (IsAssembly(index) && product.embodiment == UniqueMetaObjectKey::null) {
+    if (IsAssembly(index) && !IsEmbodimentOf(product.embodiment, key)) {
       MetaObject base;
       base.type = MetaObjectType::embodiment;
       base.product = key;
@@ -149,6 +194,7 @@ class Merge {
     } else if (!IsAssembly(index) && !(product.embodiment == UniqueMetaObjectKey::null)) {
       product.embodiment = UniqueMetaObjectKey::null;
       for (const UniqueMetaObjectKey& embodiment : data.EmbodimentsOf(key)) {
+        document.links->RemoveMetaObjectLinks(embodiment, LinkSet::Both);
         data.Remove(embodiment);
       }
     }
@@ -157,38 +203,43 @@ class Merge {
     }
   }
 
-  const UniqueMetaObjectKey& LineOf(const UniqueMetaObjectKey& holder, const UniqueMetaObjectKey& product) {
+  bool IsEmbodimentOf(const UniqueMetaObjectKey& embodiment, const UniqueMetaObjectKey& product) const {
+    const MetaObject* object = data.Find(embodiment);
+    return object != nullptr && object->type == MetaObjectType::embodiment && object->product == product;
+  }
+
+  // A line that is made now is stock where its first occurrence is.
+  const UniqueMetaObjectKey& LineOf(const UniqueMetaObjectKey& holder, const UniqueMetaObjectKey& product,
+                                    BilletKind billet) {
     const auto [found, isNew] = lines.emplace(std::pair(holder, product), UniqueMetaObjectKey());
     if (isNew) {
       MetaObject line;
       line.type = MetaObjectType::groupObject;
       line.product = product;
       line.holder = holder;
+      line.billet = billet;
       found->second = data.Add(std::move(line));
     }
+    usedLines.insert(found->second);
     return found->second;
   }
 
   void RemoveUnused() {
     std::set<UniqueMetaObjectKey> used(productKeys.begin(), productKeys.end());
-    std::vector<UniqueMetaObjectKey> unused;
+    std::set<UniqueMetaObjectKey> unused;
     for (const auto& [key, object] : data.All()) {
       const bool isProduct =
           object.type == MetaObjectType::partProduct || object.type == MetaObjectType::assemblyProduct;
-      const bool isUnusedLine = object.type == MetaObjectType::groupObject && !HasMembers(key, object);
+      const bool isUnusedLine = object.type == MetaObjectType::groupObject && !usedLines.contains(key);
       const bool isVariantOfGone = object.type == MetaObjectType::embodiment && !used.contains(object.product);
       if ((isProduct && !used.contains(key)) || isUnusedLine || isVariantOfGone) {
-        unused.push_back(key);
+        unused.insert(key);
       }
     }
+    document.links->RemoveMetaObjectsLinks(unused, LinkSet::Both);
     for (const UniqueMetaObjectKey& key : unused) {
       data.Remove(key);
     }
-  }
-
-  bool HasMembers(const UniqueMetaObjectKey& line, const MetaObject& object) const {
-    const MetaObject* holder = data.Find(object.holder);
-    return holder != nullptr && data.FindGroup(holder->embodiment).lines.contains(line);
   }
 
   // ---- occurrences, components, bodies
@@ -203,7 +254,7 @@ class Merge {
 
   void PlaceNodes() {
     places.resize(after.size());
-    places[0].nextElement = document.nextRootElement;
+    places[0].nextElement = NextElement(0, document.nextRootElement);
     AddBodies(0, 0);
     for (std::size_t fresh = 1; fresh < after.size(); ++fresh) {
       PlaceNode(fresh, match.documentNodeOf[fresh]);
@@ -238,6 +289,14 @@ class Merge {
     AddBodies(fresh, old);
   }
 
+  // Behind every number that is in use, whatever the document says.
+  std::uint32_t NextElement(std::size_t old, std::uint32_t stored) const {
+    constexpr std::uint32_t c_last = std::numeric_limits<std::uint32_t>::max();
+    const std::vector<std::size_t>& children = before[old].children;
+    const MbPath::Element greatest = children.empty() ? 0 : before[children.back()].path[0];
+    return std::max(stored, greatest == c_last ? c_last : greatest + 1);
+  }
+
   MbPath::Element FreshElement(Place& holder) {
     if (holder.nextElement == std::numeric_limits<std::uint32_t>::max()) {
       throw DocumentError(fmt::format("component {} has no more numbers to give; import the file as a new document",
@@ -262,7 +321,7 @@ class Merge {
     Place& holder = places[after[fresh].parent];
     Place& place = places[fresh];
     place.occurrence = before[old].component->occurrence;
-    place.nextElement = before[old].component->nextElement;
+    place.nextElement = NextElement(old, before[old].component->nextElement);
     const bool isInItsPlace = match.fileNodeOf[before[old].parent] == after[fresh].parent;
     if (isInItsPlace) {
       place.path = PathWithin(holder.path, before[old].path[0]);
@@ -279,17 +338,29 @@ class Merge {
     UpdateOccurrence(fresh);
   }
 
-  // What the file says of an occurrence. Stock stays stock.
+  // What the file says of an occurrence. Stock stays stock; a line and its occurrences are stock together.
   MetaObject Described(std::size_t fresh, MetaObject occurrence) {
     const FileNode& node = after[fresh];
-    const bool isBillet = occurrence.type == MetaObjectType::billet && !IsAssembly(node.product);
-    occurrence.type = isBillet                   ? MetaObjectType::billet
-                      : IsAssembly(node.product) ? MetaObjectType::assemblyOccurrence
-                                                 : MetaObjectType::partOccurrence;
+    const bool isAssembly = IsAssembly(node.product);
     occurrence.product = productKeys[node.product];
     occurrence.holder = places[node.parent].occurrence;
-    occurrence.embodiment = IsAssembly(node.product) ? data.Find(occurrence.product)->embodiment : UniqueMetaObjectKey();
-    occurrence.groupObject = LineOf(productKeys[after[node.parent].product], occurrence.product);
+    occurrence.embodiment = isAssembly ? data.Find(occurrence.product)->embodiment : UniqueMetaObjectKey();
+    if (isAssembly) {
+      occurrence.billet = BilletKind::none;
+    }
+    const UniqueMetaObjectKey& line =
+        LineOf(productKeys[after[node.parent].product], occurrence.product, occurrence.billet);
+    if (isAssembly) {
+      occurrence.type = MetaObjectType::assemblyOccurrence;
+      data.Find(line)->billet = BilletKind::none;
+    } else {
+      if (!(occurrence.groupObject == line)) {
+        occurrence.billet = data.Find(line)->billet;
+      }
+      occurrence.type =
+          occurrence.billet == BilletKind::none ? MetaObjectType::partOccurrence : MetaObjectType::billet;
+    }
+    occurrence.groupObject = line;
     return occurrence;
   }
 
@@ -301,8 +372,10 @@ class Merge {
       return;
     }
     // Groups count their members by lines, so it leaves the old ones before its line changes.
-    for (const UniqueMetaObjectKey& embodiment : data.EmbodimentsOf(data.Find(data.Find(key)->groupObject)->holder)) {
-      data.RemoveFromGroup(embodiment, key);
+    if (const MetaObject* oldLine = data.Find(data.Find(key)->groupObject)) {
+      for (const UniqueMetaObjectKey& embodiment : data.EmbodimentsOf(oldLine->holder)) {
+        data.RemoveFromGroup(embodiment, key);
+      }
     }
     *data.Find(key) = std::move(described);
     AddToGroups(key);
@@ -355,15 +428,15 @@ class Merge {
     }
   }
 
+  // Kind, or 0 for any, and identifier.
+  using BodyKey = std::pair<std::uint32_t, std::string>;
+
   std::vector<Body> MatchBodies(const std::vector<StepBody>& source, const std::vector<Body>& old,
                                 const ComponentPath& path) {
     std::vector<Body> result(source.size());
     std::vector<bool> isNew(source.size(), true);
     std::vector<bool> isGone(old.size(), true);
-    std::size_t lastNumber = 0;
-    for (const Body& body : old) {
-      lastNumber = std::max(lastNumber, NumberOf(body));
-    }
+    BodyNames names(old);
     for (std::size_t i = 0; i < source.size(); ++i) {
       result[i].objectType =
           source[i].kind == StepBody::Kind::solid ? GeometryObject3D::c_solid : GeometryObject3D::c_openShell;
@@ -371,39 +444,34 @@ class Merge {
       result[i].fileId = source[i].id;
     }
     const auto pair = [&](auto keyOf) {
-      std::map<std::pair<std::uint32_t, std::string>, std::vector<std::size_t>> waiting;
+      std::map<std::optional<BodyKey>, std::vector<std::size_t>> waiting;
       for (std::size_t i = old.size(); i-- > 0;) {
         if (isGone[i]) {
           waiting[keyOf(old[i])].push_back(i);
         }
       }
       for (std::size_t i = 0; i < result.size(); ++i) {
-        const auto found = waiting.find(keyOf(result[i]));
-        if (isNew[i] && found != waiting.end() && !found->second.empty()) {
+        const std::optional<BodyKey> key = keyOf(result[i]);
+        const auto found = waiting.find(key);
+        if (isNew[i] && key && found != waiting.end() && !found->second.empty()) {
           const std::size_t counterpart = found->second.back();
           found->second.pop_back();
           isNew[i] = isGone[counterpart] = false;
-          result[i].objectName = old[counterpart].objectName;
+          TakeOver(old[counterpart], result[i], path, names);
         }
       }
     };
-    pair([](const Body& body) { return std::pair(body.objectType, body.fileId); });
-    pair([](const Body& body) { return std::pair(body.objectType, std::string()); });
+    const auto withId = [](std::uint32_t kind, const Body& body) {
+      return body.fileId.empty() ? std::nullopt : std::optional(BodyKey(kind, body.fileId));
+    };
+    pair([&withId](const Body& body) { return withId(body.objectType, body); });
+    pair([&withId](const Body& body) { return withId(0, body); });
+    pair([](const Body& body) { return std::optional(BodyKey(body.objectType, std::string())); });
+    pair([](const Body&) { return std::optional(BodyKey()); });
 
-    // A body of another kind in place of one that is gone has been exchanged for it and takes over its links.
-    std::size_t gone = 0;
     for (std::size_t i = 0; i < result.size(); ++i) {
-      if (!isNew[i]) {
-        continue;
-      }
-      // Short, so that the name lives inside every link that names the body.
-      result[i].objectName = MbName(fmt::format("body-{}", ++lastNumber));
-      while (gone < old.size() && !isGone[gone]) {
-        ++gone;
-      }
-      if (gone < old.size()) {
-        isGone[gone] = false;
-        ReplaceInLinks(*document.links, BodyGeometry(path, old[gone]), BodyGeometry(path, result[i]));
+      if (isNew[i]) {
+        result[i].objectName = names.Next();
       }
     }
     for (std::size_t i = 0; i < old.size(); ++i) {
@@ -414,15 +482,14 @@ class Merge {
     return result;
   }
 
-  // The number in the name of a body; 0 for names that were not given here.
-  static std::size_t NumberOf(const Body& body) {
-    static constexpr std::string_view c_prefix = "body-";
-    const std::string& name = body.objectName.Bytes();
-    if (!name.starts_with(c_prefix) || name.size() > c_prefix.size() + 9 ||
-        name.find_first_not_of("0123456789", c_prefix.size()) != std::string::npos || name.size() == c_prefix.size()) {
-      return 0;
+  // A body of the same kind keeps its name. One of another kind has been exchanged for it and takes over its links.
+  void TakeOver(const Body& old, Body& fresh, const ComponentPath& path, BodyNames& names) {
+    if (old.objectType == fresh.objectType) {
+      fresh.objectName = old.objectName;
+    } else {
+      fresh.objectName = names.Next();
+      ReplaceInLinks(*document.links, BodyGeometry(path, old), BodyGeometry(path, fresh));
     }
-    return std::stoul(name.substr(c_prefix.size()));
   }
 
   Document& document;
@@ -437,6 +504,8 @@ class Merge {
   std::vector<UniqueMetaObjectKey> productKeys;
   // By assembly product and product used in it.
   std::map<std::pair<UniqueMetaObjectKey, UniqueMetaObjectKey>, UniqueMetaObjectKey> lines;
+  // Those that the file has.
+  std::set<UniqueMetaObjectKey> usedLines;
   // By node of the file.
   std::vector<Place> places;
   // Nodes of the document that moved on their own, and where to.

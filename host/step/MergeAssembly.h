@@ -36,9 +36,11 @@ struct MergeReport {
 /// What is there already is recognised and keeps its keys, paths, names and numbers: products by marking and name;
 /// occurrences within their holder by the file's identifier, then by place, then by order, always of the same product;
 /// what then is left, anywhere in the tree, by identifier, by place, and where as many of a product are left as are
-/// new. Bodies are recognised by the file's identifier, then by kind and order. What moved to another assembly gets a
-/// fresh path and takes its links along. What is gone loses its links, and its line, when it was the last in it, its
-/// number. New occurrences belong to all embodiments of their assembly; new lines get the next number.
+/// new. Bodies are recognised by the file's identifier, then by kind and order; one of another kind takes over the
+/// links under a new name. What moved to another assembly gets a fresh path and takes its links along. What is gone
+/// loses its links, and its line, when it was the last in it, its number. New occurrences belong to all embodiments of
+/// their assembly and are stock where their line is; new lines get the next number. What is damaged in the document is
+/// not recognised and goes.
 ///
 /// Links: in the unique set each occurrence to its component; in the validated set the position links that the bodies
 /// give, less those that are not valid for the base embodiment.
