@@ -10,6 +10,7 @@
 #include "host/cli/Output.h"
 #include "host/model/FindObject.h"
 #include "host/model/Positions.h"
+#include "host/model/TextForms.h"
 #include "host/storage/DocumentFile.h"
 
 namespace host {
@@ -32,6 +33,17 @@ void Show(const ProductData& data, const UniqueMetaObjectKey& key) {
                         part == nullptr ? " (nothing set)" : ""));
 }
 
+// The object, which a component may name although it is gone.
+UniqueMetaObjectKey FindPresent(const Document& document, const std::string& text) {
+  const UniqueMetaObjectKey key = FindOccurrenceOrLine(document, text);
+  if (!document.productData.HasMetaObject(key)) {
+    throw DocumentError(fmt::format("damaged document: the meta object {} of component {} is gone; use a copy of it or "
+                                    "import the STEP file again",
+                                    KeyText(key), text));
+  }
+  return key;
+}
+
 void Set(PartAttributes& attributes, const std::string& attribute, bool state) {
   if (attribute == "include") {
     attributes.includeFlag = state;
@@ -44,14 +56,14 @@ void Set(PartAttributes& attributes, const std::string& attribute, bool state) {
 
 int RunShow(const AttributeArguments& arguments) {
   const std::unique_ptr<Document> document = LoadDocument(arguments.document);
-  Show(document->productData, FindOccurrenceOrLine(*document, arguments.object));
+  Show(document->productData, FindPresent(*document, arguments.object));
   return 0;
 }
 
 int RunSet(const AttributeArguments& arguments) {
   DocumentEdit edit(arguments.document);
   Document& document = edit.Get();
-  const UniqueMetaObjectKey key = FindOccurrenceOrLine(document, arguments.object);
+  const UniqueMetaObjectKey key = FindPresent(document, arguments.object);
   ProductPart& part = document.productData.Find(key)->part;
   if (!std::holds_alternative<AttributedPart>(part)) {
     // What held for it as long as nothing was set.

@@ -1,6 +1,10 @@
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <memory>
+#include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <fmt/format.h>
@@ -50,7 +54,18 @@ int RunCheck(const CheckArguments& arguments) {
   return findings.empty() ? 0 : 1;
 }
 
-// Prints what was found, and what is left.
+// How many of the findings are no longer there. What a repair leaves may be more than there was.
+std::size_t CountRepaired(const std::vector<Finding>& before, const std::vector<Finding>& after) {
+  const auto parts = [](const Finding& finding) {
+    return std::tie(finding.kind, finding.object, finding.body, finding.text);
+  };
+  std::set<decltype(parts(before.front()))> left;
+  std::transform(after.begin(), after.end(), std::inserter(left, left.end()), parts);
+  const auto isRepaired = [&](const Finding& finding) { return !left.contains(parts(finding)); };
+  return static_cast<std::size_t>(std::count_if(before.begin(), before.end(), isRepaired));
+}
+
+// Prints how much was found, and what is left.
 int RunRepair(const CheckArguments& arguments) {
   DocumentEdit edit(arguments.document);
   Document& document = edit.Get();
@@ -60,9 +75,12 @@ int RunRepair(const CheckArguments& arguments) {
   const std::vector<Finding> after = FindFaults(document, base);
   edit.Save([&] {
     if (!arguments.json) {
-      PrintLine(fmt::format("{} found, {} repaired; left:", before.size(), before.size() - after.size()));
+      PrintLine(fmt::format("{} found, {} repaired, {} left", before.size(), CountRepaired(before, after),
+                            after.size()));
     }
-    Print(after, arguments.json);
+    if (arguments.json || !after.empty()) {
+      Print(after, arguments.json);
+    }
     FinishOutput();
   });
   return after.empty() ? 0 : 1;

@@ -33,6 +33,9 @@ std::string NameOf(const Document& document, const UniqueMetaObjectKey& embodime
 }
 
 int RunAdd(const EmbodimentArguments& arguments) {
+  if (arguments.name.empty() || arguments.number.empty()) {
+    throw DocumentError("an embodiment without a name or a number; give it both, such as short --number 02");
+  }
   DocumentEdit edit(arguments.document);
   Document& document = edit.Get();
   std::vector<UniqueMetaObjectKey> without;

@@ -1,3 +1,4 @@
+#include <charconv>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -10,6 +11,7 @@
 #include "host/cli/Output.h"
 #include "host/model/FindObject.h"
 #include "host/model/Positions.h"
+#include "host/model/TextForms.h"
 #include "host/storage/DocumentFile.h"
 
 namespace host {
@@ -19,11 +21,23 @@ namespace {
 struct PositionArguments {
   std::filesystem::path document;
   std::string object;
-  std::int64_t number = 0;
+  std::string number;
   std::string component;
   std::string embodiment;
   bool swap = false;
 };
+
+// Digits alone: nothing that some would read as octal or hexadecimal.
+std::int32_t ParsePosition(const std::string& text) {
+  std::int32_t number = 0;
+  const char* end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || rest != end || number < 1 || number > c_maxPosition) {
+    throw DocumentError(
+        fmt::format("'{}' is no position number; they run from 1 to {}", BytesText(text), c_maxPosition));
+  }
+  return number;
+}
 
 // The assembly that --component names; none without it.
 std::optional<UniqueMetaObjectKey> AssemblyAskedFor(const Document& document, const std::string& path) {
@@ -47,7 +61,13 @@ UniqueMetaObjectKey EmbodimentOf(const Document& document, const UniqueMetaObjec
     throw DocumentError(fmt::format("{} is a line of {}; embodiments are those of the root, leave out --embodiment",
                                 data.DisplayName(line), data.DisplayName(assembly)));
   }
-  return data.Find(assembly)->embodiment;
+  const MetaObject* object = data.Find(assembly);
+  if (object == nullptr) {
+    throw DocumentError(fmt::format("damaged document: {} is a line of no assembly; use a copy of it or import the "
+                                    "STEP file again",
+                                    data.DisplayName(line)));
+  }
+  return object->embodiment;
 }
 
 std::optional<UniqueMetaObjectKey> HolderOf(const ProductData& data, const UniqueMetaObjectKey& embodiment,
@@ -61,10 +81,7 @@ std::optional<UniqueMetaObjectKey> HolderOf(const ProductData& data, const Uniqu
 }
 
 int RunPosition(const PositionArguments& arguments) {
-  if (arguments.number < 1 || arguments.number > c_maxPosition) {
-    throw DocumentError(fmt::format("{} is no position number; they run from 1 to {}", arguments.number, c_maxPosition));
-  }
-  const auto number = static_cast<std::int32_t>(arguments.number);
+  const std::int32_t number = ParsePosition(arguments.number);
   DocumentEdit edit(arguments.document);
   Document& document = edit.Get();
   ProductData& data = document.productData;
@@ -81,7 +98,8 @@ int RunPosition(const PositionArguments& arguments) {
   }
   const std::optional<std::int32_t> old = StoredPosition(data, embodiment, line);
   const std::optional<UniqueMetaObjectKey> holder = HolderOf(data, embodiment, number);
-  if (holder && !(*holder == line)) {
+  const bool isSwap = holder && !(*holder == line);
+  if (isSwap) {
     if (!arguments.swap) {
       throw DocumentError(fmt::format("position {} is that of {}; choose another, or --swap", number,
                                   data.DisplayName(*holder)));
@@ -90,10 +108,12 @@ int RunPosition(const PositionArguments& arguments) {
       throw DocumentError(fmt::format("{} has no position to swap; choose a free number", data.DisplayName(line)));
     }
     SetPosition(data, embodiment, *holder, *old, true);
-    PrintLine(fmt::format("{}: {}", data.DisplayName(*holder), *old));
   }
   SetPosition(data, embodiment, line, number, true);
   edit.Save([&] {
+    if (isSwap) {
+      PrintLine(fmt::format("{}: {}", data.DisplayName(*holder), *old));
+    }
     PrintLine(fmt::format("{}: {}", data.DisplayName(line), number));
     FinishOutput();
   });
@@ -108,7 +128,7 @@ void AddPositionCommand(CLI::App& app, Command& chosen) {
   verb->add_option("DOC", arguments->document, "The document")->required();
   verb->add_option("OBJECT", arguments->object, "The line, by the marking or name of its product, or by its key")
       ->required();
-  verb->add_option("NUMBER", arguments->number, "The number")->required();
+  verb->add_option("NUMBER", arguments->number, "The number, from 1 to 999999")->required();
   verb->add_option("--component", arguments->component, "Look for the line in the assembly in this component");
   verb->add_option("--embodiment", arguments->embodiment, "The root in this embodiment, by name, number or key");
   verb->add_flag("--swap", arguments->swap, "Give the line that has the number now the other's");

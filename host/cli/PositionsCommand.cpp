@@ -55,8 +55,10 @@ std::vector<Bill> BillsAskedFor(const Document& document, const PositionsArgumen
   const UniqueMetaObjectKey assembly = occurrence == nullptr ? document.productData.RootProduct() : occurrence->product;
   std::erase_if(bills, [&assembly](const Bill& bill) { return !(bill.assembly == assembly); });
   if (bills.empty()) {
-    throw DocumentError(fmt::format("component {} has no bill in this embodiment; name an assembly that it holds",
-                                arguments.component));
+    const MetaObject* product = document.productData.Find(assembly);
+    const bool isPart = product != nullptr && product->type == MetaObjectType::partProduct;
+    throw DocumentError(fmt::format("component {} {}; name another one", arguments.component,
+                                    isPart ? "is a part, which has no bill" : "does not occur in this embodiment"));
   }
   bills.front().depth = 0;
   return bills;
@@ -151,8 +153,10 @@ int ReportDisagreements(const Document& document, const std::vector<Bill>& bills
   for (const Bill& bill : bills) {
     for (const BillLine& line : bill.lines) {
       for (const BodyPlace& place : line.disagreeing) {
-        PrintWarning(fmt::format("{}: position {} in {}, but the body {} answers otherwise; 'qlinks check' tells more",
-                                 document.productData.DisplayName(line.groupObject), ValueText(line.position),
+        const std::string position = line.position.IsEmpty() ? "no position" : "position " + ValueText(line.position);
+        PrintWarning(fmt::format("{}: {} in {}, but the body {} answers otherwise; 'qlinks check --repair' rebuilds "
+                                 "the position links",
+                                 document.productData.DisplayName(line.groupObject), position,
                                  document.productData.DisplayName(bill.assembly), PlaceText(place)));
         status = 1;
       }
@@ -183,11 +187,13 @@ void AddPositionsCommand(CLI::App& app, Command& chosen) {
   const auto arguments = std::make_shared<PositionsArguments>();
   CLI::App* verb = app.add_subcommand("positions", "Print the bill of materials, a table for each assembly");
   verb->add_option("DOC", arguments->document, "The document")->required();
-  verb->add_option("--component", arguments->component, "Only the assembly in this component, by its path");
+  CLI::Option* component =
+      verb->add_option("--component", arguments->component, "Only the assembly in this component, by its path");
   verb->add_option("--embodiment", arguments->embodiment, "The root in this embodiment, by name, number or key");
   verb->add_option("--sort", arguments->sort, "By position, marking, name or count (the largest first)")
       ->check(CLI::IsMember({"position", "marking", "name", "count"}));
-  verb->add_flag("--flat", arguments->flat, "One table that sums the parts of the whole product");
+  verb->add_flag("--flat", arguments->flat, "One table that sums the parts of the whole product")
+      ->excludes(component);
   CLI::Option* csv = verb->add_flag("--csv", arguments->csv, "Print CSV");
   verb->add_flag("--json", arguments->json, "Print JSON")->excludes(csv);
   verb->callback([&chosen, arguments] {

@@ -61,7 +61,7 @@ std::set<UniqueMetaObjectKey> Aggregator::GetObjectGroups(const UniqueMetaObject
   }
   const bool isLine = object->type == MetaObjectType::groupObject;
   for (const UniqueMetaObjectKey& embodiment :
-       data.EmbodimentsOf(isLine ? object->holder : data.HoldingProduct(*object))) {
+       data.FindEmbodiments(isLine ? object->holder : data.HoldingProduct(*object))) {
     const ProductData::Group& group = data.FindGroup(embodiment);
     if (isLine ? group.lines.contains(key) : group.members.contains(key)) {
       result.insert(embodiment);

@@ -21,14 +21,6 @@ struct CountedOccurrence {
   const MetaObject* object;
 };
 
-ComponentPath HolderOf(const ComponentPath& path) {
-  ComponentPath holder;
-  for (std::size_t i = 1; i < path.Count(); ++i) {
-    holder.Append(path[i]);
-  }
-  return holder;
-}
-
 // Calls the visitor for every occurrence, in the order of the tree, that the root in this embodiment really has: a
 // component that the embodiment does not hold takes along all below it.
 template <class Visitor>
@@ -53,7 +45,7 @@ class BillMaker {
         view(model, rootEmbodiment) {}
 
   std::vector<Bill> Make() {
-    StartBill(data.RootProduct(), embodiment, ComponentPath(), 0);
+    StartBill(data.RootProduct(), embodiment, 0);
     ForEachOccurrence(document, embodiment, [this](const CountedOccurrence& occurrence) { Add(occurrence); });
     for (Bill& bill : bills) {
       Finish(bill);
@@ -62,27 +54,24 @@ class BillMaker {
   }
 
  private:
-  void StartBill(const UniqueMetaObjectKey& assembly, const UniqueMetaObjectKey& usedIn, const ComponentPath& path,
-                 std::size_t depth) {
+  void StartBill(const UniqueMetaObjectKey& assembly, const UniqueMetaObjectKey& usedIn, std::size_t depth) {
     if (billOf.emplace(assembly, bills.size()).second) {
       bills.push_back({assembly, usedIn, depth, {}});
-      firstUse.push_back(path);
     }
   }
 
   void Add(const CountedOccurrence& occurrence) {
     if (occurrence.object->type == MetaObjectType::assemblyOccurrence) {
-      StartBill(occurrence.object->product, occurrence.object->embodiment, *occurrence.path,
-                occurrence.path->Count());
+      StartBill(occurrence.object->product, occurrence.object->embodiment, occurrence.path->Count());
     }
     const MetaObject* group = data.Find(occurrence.object->groupObject);
     const auto bill = billOf.find(data.HoldingProduct(*occurrence.object));
     if (group == nullptr || bill == billOf.end() || !CountsInBill(*occurrence.object) || !CountsInBill(*group)) {
       return;
     }
-    BillLine& line = LineOf(bill->second, occurrence.object->groupObject);
-    // All uses of an assembly are alike; the first one is counted.
-    if (HolderOf(*occurrence.path) == firstUse[bill->second]) {
+    const LinePlace& place = PlaceOf(bill->second, *occurrence.path, occurrence.object->groupObject);
+    BillLine& line = bills[bill->second].lines[place.index];
+    if (HolderPath(*occurrence.path) == place.countedUse) {
       ++line.count;
     }
     const auto bodies = document.bodies.find(*occurrence.path);
@@ -90,17 +79,24 @@ class BillMaker {
       return;
     }
     for (const Body& body : bodies->second) {
-      const BodyPlace place{*occurrence.path, body.objectName};
-      line.bodies.push_back(place);
+      line.bodies.push_back({*occurrence.path, body.objectName});
       if (!Agrees(line, BodyGeometry(*occurrence.path, body))) {
-        line.disagreeing.push_back(place);
+        line.disagreeing.push_back(line.bodies.back());
       }
     }
   }
 
-  BillLine& LineOf(std::size_t bill, const UniqueMetaObjectKey& groupObject) {
-    const auto [found, isNew] = lineOf.emplace(groupObject, bills[bill].lines.size());
+  // Where a line stands in its bill, and the use of the assembly whose occurrences it counts: the first one that has
+  // some. All uses are alike, unless somebody took an occurrence of one of them out of the bill.
+  struct LinePlace {
+    std::size_t index;
+    ComponentPath countedUse;
+  };
+
+  const LinePlace& PlaceOf(std::size_t bill, const ComponentPath& occurrence, const UniqueMetaObjectKey& groupObject) {
+    const auto [found, isNew] = placeOf.try_emplace(groupObject);
     if (isNew) {
+      found->second = {bills[bill].lines.size(), HolderPath(occurrence)};
       BillLine line;
       line.groupObject = groupObject;
       line.position = meta_3d::GetGroupObjPositionValue(aggregator, groupObject, bills[bill].embodiment).GetSimpleValue();
@@ -108,7 +104,7 @@ class BillMaker {
       line.name = data.ProductText(groupObject, c_productName);
       bills[bill].lines.push_back(std::move(line));
     }
-    return bills[bill].lines[found->second];
+    return found->second;
   }
 
   bool Agrees(const BillLine& line, const GeometryObject3D& body) const {
@@ -133,10 +129,8 @@ class BillMaker {
   Aggregator aggregator;
   ModelDocument view;
   std::vector<Bill> bills;
-  // The component in which the assembly of each bill is used first.
-  std::vector<ComponentPath> firstUse;
   std::map<UniqueMetaObjectKey, std::size_t> billOf;
-  std::map<UniqueMetaObjectKey, std::size_t> lineOf;
+  std::map<UniqueMetaObjectKey, LinePlace> placeOf;
 };
 
 }  // namespace

@@ -25,7 +25,7 @@ struct BillLine {
   SimplePropVal position;
   std::string marking;
   std::string name;
-  /// How many of it one assembly has.
+  /// How many of it one assembly has; where its uses differ, the first one that has any.
   std::size_t count = 0;
   /// The bodies of all its occurrences, wherever the assembly is used, in the order of the tree.
   std::vector<BodyPlace> bodies;

@@ -27,6 +27,12 @@ struct TreeOrder {
   bool operator()(const MbPath& left, const MbPath& right) const noexcept;
 };
 
+/// The path of the component that holds the one with this path: without its first, the innermost element. Empty for a
+/// component directly below the root and for the document's own.
+ComponentPath HolderPath(const MbPath& path);
+/// The path of the component that `holder` holds under this number.
+ComponentPath PathWithin(const MbPath& holder, MbPath::Element element);
+
 /// A component of the document, that is, an occurrence in its place.
 struct Component {
   /// GeometryObject3D::c_assemblyComponent or c_partComponent.

@@ -1,6 +1,6 @@
 #include "host/model/Embodiments.h"
 
-#include <algorithm>
+#include <set>
 #include <utility>
 #include <variant>
 
@@ -51,6 +51,10 @@ UniqueMetaObjectKey AddEmbodiment(Document& document, const std::string& name, c
   if (base == UniqueMetaObjectKey::null) {
     throw DocumentError("the document is a part; only assemblies have embodiments");
   }
+  if (!data.HasMetaObject(base)) {
+    throw DocumentError(
+        "damaged document: the base embodiment is gone; use a copy of it or import the STEP file again");
+  }
   RequireFree(data, name, number);
 
   MetaObject variant;
@@ -61,12 +65,12 @@ UniqueMetaObjectKey AddEmbodiment(Document& document, const std::string& name, c
   variant.properties[c_markingEmbodimentNumber] = SimplePropVal(ToWide(number));
   const UniqueMetaObjectKey embodiment = data.Add(std::move(variant));
 
-  const std::set<UniqueMetaObjectKey> members = data.FindGroup(base).members;
-  for (const UniqueMetaObjectKey& occurrence : members) {
-    if (std::find(without.begin(), without.end(), occurrence) == without.end()) {
+  const std::set<UniqueMetaObjectKey> leftOut(without.begin(), without.end());
+  for (const UniqueMetaObjectKey& occurrence : data.FindGroup(base).members) {
+    if (!leftOut.contains(occurrence)) {
       data.AddToGroup(embodiment, occurrence);
-    } else {
-      Bind(*data.Find(occurrence));
+    } else if (MetaObject* object = data.Find(occurrence)) {
+      Bind(*object);
     }
   }
   CopyNumbers(data, base, embodiment);

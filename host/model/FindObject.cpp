@@ -44,10 +44,6 @@ UniqueMetaObjectKey Only(const Document& document, const std::vector<UniqueMetaO
   return candidates.front();
 }
 
-bool LooksLikePath(const std::string& text) {
-  return !text.empty() && text.find_first_not_of("0123456789/") == std::string::npos && text != "/";
-}
-
 }  // namespace
 
 UniqueMetaObjectKey FindLine(const Document& document, const std::string& text,
@@ -63,15 +59,15 @@ UniqueMetaObjectKey FindLine(const Document& document, const std::string& text,
 }
 
 UniqueMetaObjectKey FindOccurrenceOrLine(const Document& document, const std::string& text) {
-  const UniqueMetaObjectKey key(BytesOfText(text));
-  const MetaObject* object = document.productData.Find(key);
-  if (object != nullptr && object->IsOccurrence()) {
-    return key;
+  // The text is not read as a key or a path: a marking may look like either and be none, such as 12345678901.
+  for (const auto& [key, object] : document.productData.All()) {
+    if (object.IsOccurrence() && KeyText(key) == text) {
+      return key;
+    }
   }
-  if (LooksLikePath(text)) {
-    const auto component = document.components.find(ParsePath(text));
-    if (component != document.components.end()) {
-      return component->second.occurrence;
+  for (const auto& [path, component] : document.components) {
+    if (PathText(path) == text) {
+      return component.occurrence;
     }
   }
   return FindLine(document, text, std::nullopt);

@@ -21,7 +21,8 @@ UniqueMetaObjectKey FindOccurrenceOrLine(const Document& document, const std::st
 /// An occurrence that the root holds directly, by key, component path, or marking or name where only one has it.
 UniqueMetaObjectKey FindRootOccurrence(const Document& document, const std::string& text);
 
-/// The component with this path, which must exist; null for the document's own, "/".
+/// The component with this path, which must exist; null for the document's own, "/". Throws HostError for a text that
+/// is no path.
 const Component* FindComponent(const Document& document, const std::string& path);
 
 /// An embodiment of the root by key, name or number; the base embodiment where `text` is empty.

@@ -1,5 +1,7 @@
 #include "host/model/Findings.h"
 
+#include <array>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <set>
@@ -12,6 +14,7 @@
 #include "host/model/Bill.h"
 #include "host/model/Positions.h"
 #include "host/model/TextForms.h"
+#include "vocabulary/PropertyNames.h"
 
 namespace host {
 
@@ -21,6 +24,10 @@ std::string GeometryText(const GeometryObject3D& geometry) {
   const std::string place = fmt::format("{} {}", ObjectTypeText(geometry.objectType), PathText(geometry.componentPath));
   return geometry.objectName.IsEmpty() ? place : fmt::format("{} {}", place, BytesText(geometry.objectName.Bytes()));
 }
+
+// In the order in which findings are told.
+enum class Kind { goneObject, goneBody, invalidLink, doublePosition, noPosition };
+constexpr std::array c_kindNames{"gone-object", "gone-body", "invalid-link", "double-position", "no-position"};
 
 class Search {
  public:
@@ -34,12 +41,17 @@ class Search {
     }
     CheckNumbers();
     CheckBodies();
-    return std::move(findings);
+    std::vector<Finding> all;
+    for (auto& [kind, ofKind] : findings) {
+      std::move(ofKind.begin(), ofKind.end(), std::back_inserter(all));
+    }
+    return all;
   }
 
  private:
-  void Add(const char* kind, std::string object, std::string body, std::string text) {
-    findings.push_back({kind, std::move(object), std::move(body), std::move(text)});
+  void Add(Kind kind, std::string object, std::string body, std::string text) {
+    findings[kind].push_back(
+        {c_kindNames[static_cast<std::size_t>(kind)], std::move(object), std::move(body), std::move(text)});
   }
 
   void CheckLink(const ProductGeometryObject3D& link, LinkSet set) {
@@ -47,28 +59,37 @@ class Search {
     const std::string object = data.DisplayName(link.metaKey);
     const std::string body = GeometryText(link.geometry);
     if (!data.HasMetaObject(link.metaKey)) {
-      Add("gone-object", object, body, fmt::format("{} link of a meta object that is gone", name));
+      Add(Kind::goneObject, object, body, fmt::format("{} link of a meta object that is gone", name));
     } else if (link.geometry.ToSomething(view) == nullptr) {
-      Add("gone-body", object, body, fmt::format("{} link to a 3D object that is gone", name));
-    } else if (set == LinkSet::Validated && !CheckValidProductGeometryLink(link, aggregator, tree)) {
-      Add("invalid-link", object, body, "link that is not valid in this embodiment");
+      Add(Kind::goneBody, object, body, fmt::format("{} link to a 3D object that is gone", name));
+    } else if (!CheckValidProductGeometryLink(link, aggregator, tree)) {
+      Add(Kind::invalidLink, object, body, fmt::format("{} link that is not valid in this embodiment", name));
     }
   }
 
+  // What the base embodiment and a variant have in common is told of the base.
   void CheckNumbers() {
-    for (const auto& [embodiment, group] : data.AllGroups()) {
-      std::map<std::int32_t, UniqueMetaObjectKey> holders;
-      for (const auto& [line, count] : group.lines) {
-        const auto number = StoredPosition(data, embodiment, line);
-        if (!number) {
-          continue;
+    for (const bool ofBases : {true, false}) {
+      for (const auto& [embodiment, group] : data.AllGroups()) {
+        if (IsBase(embodiment) == ofBases && IsLookedAt(embodiment)) {
+          CheckNumbersIn(embodiment, group);
         }
-        const auto [holder, isFirst] = holders.emplace(*number, line);
-        if (!isFirst) {
-          Add("double-position", data.DisplayName(line), "",
-              fmt::format("position {} in {} is also that of {}", *number, AssemblyName(embodiment),
-                          data.DisplayName(holder->second)));
-        }
+      }
+    }
+  }
+
+  void CheckNumbersIn(const UniqueMetaObjectKey& embodiment, const ProductData::Group& group) {
+    std::map<std::int32_t, UniqueMetaObjectKey> holders;
+    for (const auto& [line, count] : group.lines) {
+      const auto number = StoredPosition(data, embodiment, line);
+      if (!number) {
+        continue;
+      }
+      const auto [holder, isFirst] = holders.emplace(*number, line);
+      if (!isFirst && sharedNumbers.emplace(line, *number).second) {
+        Add(Kind::doublePosition, data.DisplayName(line), "",
+            fmt::format("position {} in {} is also that of {}", *number, AssemblyName(embodiment),
+                        data.DisplayName(holder->second)));
       }
     }
   }
@@ -88,7 +109,7 @@ class Search {
       for (const Body& body : bodies->second) {
         const GeometryObject3D geometry = BodyGeometry(path, body);
         if (PositionsOfBody(aggregator, document, view, geometry).empty()) {
-          Add("no-position", data.DisplayName(component.occurrence), GeometryText(geometry), "body without a position");
+          Add(Kind::noPosition, data.DisplayName(component.occurrence), GeometryText(geometry), "body without a position");
         }
       }
     }
@@ -100,9 +121,26 @@ class Search {
            (line == nullptr || (CountsInBill(*line) && line->billet == BilletKind::none));
   }
 
+  bool IsBase(const UniqueMetaObjectKey& embodiment) const {
+    const MetaObject* variant = data.Find(embodiment);
+    const MetaObject* product = variant == nullptr ? nullptr : data.Find(variant->product);
+    return product != nullptr && product->embodiment == embodiment;
+  }
+
+  // Who looks at one variant of the root asks about that one alone; the base stands for all of them.
+  bool IsLookedAt(const UniqueMetaObjectKey& embodiment) const {
+    const MetaObject* variant = data.Find(embodiment);
+    return variant == nullptr || !(variant->product == data.RootProduct()) || root == data.RootEmbodiment() ||
+           embodiment == root;
+  }
+
   std::string AssemblyName(const UniqueMetaObjectKey& embodiment) const {
     const MetaObject* variant = data.Find(embodiment);
-    return data.DisplayName(variant == nullptr ? embodiment : variant->product);
+    if (variant == nullptr) {
+      return data.DisplayName(embodiment);
+    }
+    return data.DisplayName(variant->product) +
+           (IsBase(embodiment) ? std::string() : fmt::format(" ({})", data.ProductText(embodiment, c_variantName)));
   }
 
   const Document& document;
@@ -112,30 +150,43 @@ class Search {
   EmbodimentsTree tree;
   ModelDocument view;
   UniqueMetaObjectKey root;
-  std::vector<Finding> findings;
+  // By line; told already.
+  std::set<std::pair<UniqueMetaObjectKey, std::int32_t>> sharedNumbers;
+  std::map<Kind, std::vector<Finding>> findings;
 };
 
-// The keys without a meta object and the geometry objects without a 3D object that some link names.
-struct GoneEnds {
-  std::set<UniqueMetaObjectKey> keys;
-  std::set<GeometryObject3D> geometry;
-};
-
-GoneEnds FindGoneEnds(const Document& document) {
+// The geometry objects without a 3D object that some link names.
+std::set<GeometryObject3D> FindGoneGeometry(const Document& document) {
   const ModelDocument view(document, document.productData.RootEmbodiment());
-  GoneEnds gone;
+  std::set<GeometryObject3D> gone;
   for (const LinkSet set : {LinkSet::Unique, LinkSet::Validated}) {
     document.links->ForEachLink(
         [&](const ProductGeometryObject3D& link) {
-          if (!document.productData.HasMetaObject(link.metaKey)) {
-            gone.keys.insert(link.metaKey);
-          } else if (link.geometry.ToSomething(view) == nullptr) {
-            gone.geometry.insert(link.geometry);
+          if (link.geometry.ToSomething(view) == nullptr) {
+            gone.insert(link.geometry);
           }
         },
         set);
   }
   return gone;
+}
+
+// The store validates the other set only.
+void RemoveInvalidUniqueLinks(Document& document) {
+  const Aggregator aggregator({&document.productData});
+  const ModelEmbodiments embodiments(document, document.productData.RootEmbodiment());
+  const EmbodimentsTree tree = embodiments.Tree();
+  std::vector<ProductGeometryObject3D> invalid;
+  document.links->ForEachLink(
+      [&](const ProductGeometryObject3D& link) {
+        if (!CheckValidProductGeometryLink(link, aggregator, tree)) {
+          invalid.push_back(link);
+        }
+      },
+      LinkSet::Unique);
+  for (const ProductGeometryObject3D& link : invalid) {
+    document.links->RemoveLink(link.geometry, link.metaKey, LinkSet::Unique);
+  }
 }
 
 }  // namespace
@@ -145,13 +196,13 @@ std::vector<Finding> FindFaults(const Document& document, const UniqueMetaObject
 }
 
 void RepairLinks(Document& document) {
-  const GoneEnds gone = FindGoneEnds(document);
-  document.links->RemoveMetaObjectsLinks(gone.keys, LinkSet::Both);
-  for (const GeometryObject3D& geometry : gone.geometry) {
+  for (const GeometryObject3D& geometry : FindGoneGeometry(document)) {
     document.links->RemoveGeometryObjectLinks(geometry, LinkSet::Both);
   }
   RebuildPositionLinks(document);
+  // A link of a meta object that is gone is not valid either.
   PurgeInvalidLinks(document);
+  RemoveInvalidUniqueLinks(document);
 }
 
 }  // namespace host

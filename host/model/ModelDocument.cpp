@@ -131,19 +131,10 @@ class ModelComponent final : public IfComponent, public IfDocObject, public IfGe
 
   const MbPath& GetPath() const override { return path; }
   UniqueMetaObjectKey GetGroupKey() const override {
-    MbPath holder;
-    FindEmbodimentPath(holder);
-    return embodiments.FindEmbodiment(holder);
+    return embodiments.FindEmbodiment(HolderPath(path));
   }
   const PartRebuildResult* GetRebuildResult() const override { return &result; }
-  void FindEmbodimentPath(MbPath& holder) const override {
-    holder.Clear();
-    // Without its first element, the innermost, the path is that of the assembly which holds the component; the
-    // document's own component has none around it.
-    for (std::size_t i = 1; i < path.Count(); ++i) {
-      holder.Append(path[i]);
-    }
-  }
+  void FindEmbodimentPath(MbPath& holder) const override { holder = HolderPath(path); }
 
   std::unique_ptr<IfObjectIterator> CreateObjectIterator(IfDocObject*, std::uint64_t) override {
     return std::make_unique<EmptyIterator>();
@@ -218,11 +209,7 @@ UniqueMetaObjectKey ModelEmbodiments::FindEmbodiment(const MbPath& path) const {
     return occurrence->embodiment;
   }
   // A part: the assembly that holds it. Every component on a path exists, so this ends at the root at the latest.
-  MbPath holder;
-  for (std::size_t i = 1; i < path.Count(); ++i) {
-    holder.Append(path[i]);
-  }
-  return FindEmbodiment(holder);
+  return FindEmbodiment(HolderPath(path));
 }
 
 ModelDocument::ModelDocument(const Document& model, const UniqueMetaObjectKey& rootEmbodiment)

@@ -1,6 +1,7 @@
 #include "host/model/Positions.h"
 
 #include <algorithm>
+#include <limits>
 #include <set>
 #include <variant>
 
@@ -35,16 +36,23 @@ std::size_t CountValidated(const IProductGeometryObjects3D& links) {
   return count;
 }
 
+bool NeedsNumber(const ProductData& data, const UniqueMetaObjectKey& embodiment, const UniqueMetaObjectKey& line) {
+  const MetaObject* object = data.Find(line);
+  return object != nullptr && object->billet == BilletKind::none && data.FindGroup(embodiment).lines.contains(line) &&
+         !StoredPosition(data, embodiment, line);
+}
+
 void NumberLines(ProductData& data, const UniqueMetaObjectKey& embodiment,
                  const std::vector<UniqueMetaObjectKey>& lines) {
   MetaObject* variant = data.Find(embodiment);
   for (const UniqueMetaObjectKey& line : lines) {
-    if (!data.FindGroup(embodiment).lines.contains(line) || StoredPosition(data, embodiment, line)) {
+    if (!NeedsNumber(data, embodiment, line)) {
       continue;
     }
-    if (variant->lastPosition >= c_maxPosition) {
-      throw DocumentError(fmt::format("{}: more than {} lines in a bill; split the assembly", data.DisplayName(embodiment),
-                                  c_maxPosition));
+    if (variant->lastPosition == std::numeric_limits<std::int32_t>::max()) {
+      throw DocumentError(fmt::format("{}: all position numbers up to {} have been given; import the file as a new "
+                                      "document, or split the assembly",
+                                      data.DisplayName(variant->product), variant->lastPosition));
     }
     SetPosition(data, embodiment, line, variant->lastPosition + 1, false);
   }
@@ -58,7 +66,8 @@ std::map<UniqueMetaObjectKey, std::vector<UniqueMetaObjectKey>> LinesByAssembly(
   std::set<UniqueMetaObjectKey> seen;
   for (const auto& [path, component] : document.components) {
     const MetaObject* occurrence = data.Find(component.occurrence);
-    if (occurrence != nullptr && seen.insert(occurrence->groupObject).second) {
+    if (occurrence != nullptr && !(occurrence->groupObject == UniqueMetaObjectKey::null) &&
+        seen.insert(occurrence->groupObject).second) {
       result[data.HoldingProduct(*occurrence)].push_back(occurrence->groupObject);
     }
   }

@@ -9,10 +9,12 @@
 
 namespace host {
 
-/// Position numbers: every line (group object) of an assembly's bill has one in each embodiment that it occurs in.
-/// They begin with 1, are never given twice in a bill, and one that a person has set is kept apart from the others.
+/// Position numbers: every line (group object) of an assembly's bill has one in each embodiment that it occurs in, but
+/// for lines of stock. They begin with 1, are never given twice in a bill, and one that a person has set is kept apart
+/// from the others.
 
-/// Numbers are whole and from 1 to this.
+/// Numbers set by hand are whole and from 1 to this. Those that follow by themselves may go beyond, so that the greatest
+/// one, set by hand, does not end the counting.
 inline constexpr std::int32_t c_maxPosition = 999'999;
 
 /// The lines of each assembly product's bill, in the order of their first occurrence in the tree. O(n log n).
@@ -27,7 +29,7 @@ void SetPosition(ProductData& data, const UniqueMetaObjectKey& embodiment, const
                  std::int32_t number, bool byHand);
 
 /// Gives every line that has members in an embodiment and no number there the next one, for all embodiments. Lines that
-/// exist keep theirs. Throws DocumentError where numbers run out.
+/// exist keep theirs; stock gets none. Throws DocumentError where numbers run out.
 void NumberNewLines(Document& document);
 
 /// Removes the position links of every body and component and makes them anew from the bodies

@@ -83,8 +83,7 @@ void ProductData::Remove(const UniqueMetaObjectKey& key) {
     groups.erase(key);
     embodimentsByProduct[object.product].erase(key);
   } else {
-    const UniqueMetaObjectKey& assembly = object.IsOccurrence() ? HoldingProduct(object) : object.holder;
-    for (const UniqueMetaObjectKey& embodiment : EmbodimentsOf(assembly)) {
+    for (const UniqueMetaObjectKey& embodiment : FindEmbodiments(GroupingProduct(object))) {
       RemoveFromGroup(embodiment, key);
       const auto group = groups.find(embodiment);
       if (group != groups.end()) {
@@ -111,17 +110,21 @@ void ProductData::Swap(ProductData& other) noexcept {
   std::swap(rootProduct, other.rootProduct);
 }
 
-std::vector<UniqueMetaObjectKey> ProductData::EmbodimentsOf(const UniqueMetaObjectKey& product) const {
-  std::vector<UniqueMetaObjectKey> result;
+const std::set<UniqueMetaObjectKey>& ProductData::FindEmbodiments(const UniqueMetaObjectKey& product) const {
+  static const std::set<UniqueMetaObjectKey> none;
   const auto found = embodimentsByProduct.find(product);
-  if (found == embodimentsByProduct.end()) {
-    return result;
-  }
+  return found == embodimentsByProduct.end() ? none : found->second;
+}
+
+std::vector<UniqueMetaObjectKey> ProductData::EmbodimentsOf(const UniqueMetaObjectKey& product) const {
+  const std::set<UniqueMetaObjectKey>& embodiments = FindEmbodiments(product);
+  std::vector<UniqueMetaObjectKey> result;
+  result.reserve(embodiments.size());
   const MetaObject* assembly = Find(product);
-  if (assembly != nullptr && found->second.contains(assembly->embodiment)) {
+  if (assembly != nullptr && embodiments.contains(assembly->embodiment)) {
     result.push_back(assembly->embodiment);
   }
-  for (const UniqueMetaObjectKey& key : found->second) {
+  for (const UniqueMetaObjectKey& key : embodiments) {
     if (result.empty() || !(key == result.front())) {
       result.push_back(key);
     }
@@ -143,6 +146,11 @@ const UniqueMetaObjectKey& ProductData::HoldingProduct(const MetaObject& occurre
   }
   const MetaObject* holder = Find(occurrence.holder);
   return holder == nullptr ? UniqueMetaObjectKey::null : holder->product;
+}
+
+const UniqueMetaObjectKey& ProductData::GroupingProduct(const MetaObject& object) const {
+  const MetaObject* line = object.IsOccurrence() ? Find(object.groupObject) : &object;
+  return line == nullptr ? HoldingProduct(object) : line->holder;
 }
 
 const ProductData::Group& ProductData::FindGroup(const UniqueMetaObjectKey& embodiment) const {

@@ -58,7 +58,9 @@ class ProductData final : public IfMetaProductData {
   const UniqueMetaObjectKey& RootProduct() const noexcept { return rootProduct; }
   void SetRootProduct(const UniqueMetaObjectKey& key) { rootProduct = key; }
 
-  /// The embodiments of an assembly product: the base embodiment first, then in ascending order of keys.
+  /// The embodiments of an assembly product in ascending order of keys; empty for anything else.
+  const std::set<UniqueMetaObjectKey>& FindEmbodiments(const UniqueMetaObjectKey& product) const;
+  /// The same with the base embodiment first.
   std::vector<UniqueMetaObjectKey> EmbodimentsOf(const UniqueMetaObjectKey& product) const;
   /// The base embodiment of the root product; null where the root is a part.
   const UniqueMetaObjectKey& RootEmbodiment() const;
@@ -81,6 +83,9 @@ class ProductData final : public IfMetaProductData {
   std::string ProductText(const UniqueMetaObjectKey& key, const std::wstring& name) const;
 
  private:
+  // The assembly product whose groups may know of an object. An occurrence tells it by its line, since the occurrence
+  // that holds it may have been removed before.
+  const UniqueMetaObjectKey& GroupingProduct(const MetaObject& object) const;
   const MetaObject* NamedBy(const UniqueMetaObjectKey& key) const;
 
   MetaObjects objects;

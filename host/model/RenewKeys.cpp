@@ -7,54 +7,72 @@ namespace host {
 
 namespace {
 
-using KeyMap = std::map<UniqueMetaObjectKey, UniqueMetaObjectKey>;
+// Old keys with their new ones. The null key names nothing and stays what it is.
+class KeyRenewal {
+ public:
+  explicit KeyRenewal(std::map<UniqueMetaObjectKey, UniqueMetaObjectKey> known) : newKeys(std::move(known)) {
+    newKeys[UniqueMetaObjectKey::null] = UniqueMetaObjectKey::null;
+  }
 
-const UniqueMetaObjectKey& NewKey(const KeyMap& newKeys, const UniqueMetaObjectKey& key) {
-  const auto found = newKeys.find(key);
-  return found == newKeys.end() ? key : found->second;
-}
+  // Fresh where the old key is met for the first time, be it of an object or of one that is gone.
+  const UniqueMetaObjectKey& Of(const UniqueMetaObjectKey& oldKey) {
+    const auto [found, isNew] = newKeys.try_emplace(oldKey);
+    if (isNew) {
+      found->second = UniqueMetaObjectKey::Generate();
+    }
+    return found->second;
+  }
 
-// The same product data under the new keys. `newKeys` has an entry for every object.
-void Rename(const ProductData& data, const KeyMap& newKeys, ProductData& renamed) {
-  renamed.SetRootProduct(NewKey(newKeys, data.RootProduct()));
+ private:
+  std::map<UniqueMetaObjectKey, UniqueMetaObjectKey> newKeys;
+};
+
+// The same product data under the new keys.
+void Rename(const ProductData& data, KeyRenewal& newKeys, ProductData& renamed) {
+  renamed.SetRootProduct(newKeys.Of(data.RootProduct()));
   for (const auto& [key, original] : data.All()) {
     MetaObject object = original;
-    object.product = NewKey(newKeys, object.product);
-    object.holder = NewKey(newKeys, object.holder);
-    object.embodiment = NewKey(newKeys, object.embodiment);
-    object.groupObject = NewKey(newKeys, object.groupObject);
-    renamed.Insert(NewKey(newKeys, key), std::move(object));
+    object.product = newKeys.Of(object.product);
+    object.holder = newKeys.Of(object.holder);
+    object.embodiment = newKeys.Of(object.embodiment);
+    object.groupObject = newKeys.Of(object.groupObject);
+    renamed.Insert(newKeys.Of(key), std::move(object));
   }
   for (const auto& [embodiment, group] : data.AllGroups()) {
     for (const UniqueMetaObjectKey& member : group.members) {
-      renamed.AddToGroup(NewKey(newKeys, embodiment), NewKey(newKeys, member));
+      renamed.AddToGroup(newKeys.Of(embodiment), newKeys.Of(member));
     }
     for (const auto& [object, values] : group.values) {
       for (const auto& [name, value] : values) {
-        renamed.SetGroupValue(NewKey(newKeys, embodiment), NewKey(newKeys, object), name, value);
+        renamed.SetGroupValue(newKeys.Of(embodiment), newKeys.Of(object), name, value);
       }
     }
   }
 }
 
+// The new keys of all that is linked.
+std::map<UniqueMetaObjectKey, UniqueMetaObjectKey> RenewLinks(IProductGeometryObjects3D& links) {
+  const std::map<UniqueMetaObjectKey, UniqueMetaObjectKey> newKeys = links.RegenerateMetaObjectKeys();
+  for (const auto& [oldKey, newKey] : newKeys) {
+    if (oldKey == UniqueMetaObjectKey::null) {
+      links.ReplaceMetaObjectKey(newKey, oldKey, LinkSet::Both);
+    } else {
+      // The store renews one link of each key in the validated set; the others follow here.
+      links.ReplaceMetaObjectKey(oldKey, newKey, LinkSet::Validated);
+    }
+  }
+  return newKeys;
+}
+
 }  // namespace
 
 void RenewKeys(Document& document) {
-  KeyMap newKeys = document.links->RegenerateMetaObjectKeys();
-  // The store renews one link of each key in the validated set; the others follow here.
-  for (const auto& [oldKey, newKey] : newKeys) {
-    document.links->ReplaceMetaObjectKey(oldKey, newKey, LinkSet::Validated);
-  }
-  for (const auto& [key, object] : document.productData.All()) {
-    if (!newKeys.contains(key)) {
-      newKeys.emplace(key, UniqueMetaObjectKey::Generate());
-    }
-  }
+  KeyRenewal newKeys(RenewLinks(*document.links));
   ProductData renamed;
   Rename(document.productData, newKeys, renamed);
   document.productData.Swap(renamed);
   for (auto& [path, component] : document.components) {
-    component.occurrence = NewKey(newKeys, component.occurrence);
+    component.occurrence = newKeys.Of(component.occurrence);
   }
 }
 

@@ -1,5 +1,6 @@
 #include "host/step/MatchTrees.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <deque>
@@ -221,8 +222,10 @@ class ProductMatcher {
       : data(productData), before(documentTree), after(fileTree), products(source.products), result(products.size()) {}
 
   std::vector<UniqueMetaObjectKey> Run() {
-    Take(after.front().product, before.front().product);
     ListUsed();
+    if (!IsOneRootWithinTheOtherTree()) {
+      MatchRoots();
+    }
     const auto both = [](const Texts& texts) { return std::optional(texts); };
     // A product is not recognised by a text that it does not have.
     const auto marking = [](const Texts& texts) {
@@ -236,6 +239,7 @@ class ProductMatcher {
     MatchByTexts(both, false);
     MatchByTexts(marking, true);
     MatchByTexts(name, true);
+    MatchRoots();
     return std::move(result);
   }
 
@@ -246,6 +250,32 @@ class ProductMatcher {
   void Take(std::size_t product, const UniqueMetaObjectKey& key) {
     result[product] = key;
     taken.insert(key);
+  }
+
+  // The roots are the same product whatever they are called.
+  void MatchRoots() {
+    if (IsOpen(after.front().product) && !taken.contains(before.front().product)) {
+      Take(after.front().product, before.front().product);
+    }
+  }
+
+  // A root that gets others beside it, or loses them, is found below the root that is made for all of them.
+  bool IsOneRootWithinTheOtherTree() const {
+    const Texts fresh = TextsOf(after.front().product);
+    const Texts old(data.ProductText(before.front().product, c_marking),
+                    data.ProductText(before.front().product, c_productName));
+    const Texts none;
+    if (old == fresh) {
+      return false;
+    }
+    const bool isFreshWithin =
+        fresh != none && std::any_of(existing.begin(), existing.end(), [&fresh](const auto& product) {
+          return product.second == fresh;
+        });
+    const bool isOldWithin = old != none && std::any_of(used.begin(), used.end(), [this, &old](std::size_t product) {
+                               return TextsOf(product) == old;
+                             });
+    return isFreshWithin || isOldWithin;
   }
 
   bool IsOpen(std::size_t product) const { return result[product] == UniqueMetaObjectKey::null; }

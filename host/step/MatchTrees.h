@@ -45,7 +45,7 @@ struct TreeMatch {
 /// The existing product of each product of the file, by marking and name, then by either alone where that is
 /// unambiguous; null for a new one. Several with one marking and name are told apart by the holder and the identifier
 /// of a use, then by holder and place, then by holder, then by order. The roots are the same product whatever they are
-/// called.
+/// called, unless one of them stands, by marking and name, within the other tree.
 std::vector<UniqueMetaObjectKey> MatchProducts(const ProductData& data, const std::vector<DocumentNode>& documentTree,
                                                const StepAssembly& assembly, const std::vector<FileNode>& fileTree);
 

@@ -27,16 +27,6 @@ void SetText(Properties& properties, const std::wstring& name, const std::string
   }
 }
 
-// Paths have the outermost component last, so what is within stands in front.
-ComponentPath PathWithin(const ComponentPath& holder, MbPath::Element element) {
-  ComponentPath path;
-  path.Append(element);
-  for (const MbPath::Element outer : holder) {
-    path.Append(outer);
-  }
-  return path;
-}
-
 // The calls assume that the two are not equivalent: the store would not end.
 void ReplaceInLinks(IProductGeometryObjects3D& links, const GeometryObject3D& from, const GeometryObject3D& to) {
   if (from < to || to < from) {

@@ -249,7 +249,10 @@ class OpenDocument {
       object.embodiment = Key(rows, 4);
       object.groupObject = Key(rows, 5);
       object.billet = static_cast<BilletKind>(Number32(rows, 6, "meta_object"));
-      object.lastPosition = static_cast<std::int32_t>(Number32(rows, 7, "meta_object"));
+      object.lastPosition = Int(rows, 7);
+      if (object.lastPosition < 0) {
+        FailDamaged(file, fmt::format("a last position below 0, {}", object.lastPosition));
+      }
       data.Insert(Key(rows, 0), std::move(object));
     }
   }
@@ -304,10 +307,7 @@ class OpenDocument {
 
   // In the order of the tree a component comes after the one that holds it.
   void RequireHolder(const Document& document, const ComponentPath& path) const {
-    ComponentPath holder;
-    for (std::size_t i = 1; i < path.Count(); ++i) {
-      holder.Append(path[i]);
-    }
+    const ComponentPath holder = HolderPath(path);
     if (path.IsEmpty() || (!holder.IsEmpty() && !document.components.contains(holder))) {
       FailDamaged(file, fmt::format("the component {} has none that holds it", PathText(path)));
     }
@@ -417,7 +417,7 @@ class OpenDocument {
   int Int(const Statement& row, int column) const {
     const std::int64_t number = row.Integer(column);
     if (number != static_cast<int>(number)) {
-      FailDamaged(file, fmt::format("a property with a whole number out of range, {}", number));
+      FailDamaged(file, fmt::format("a whole number out of range, {}", number));
     }
     return static_cast<int>(number);
   }

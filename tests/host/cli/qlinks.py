@@ -145,6 +145,11 @@ def key_text(raw):
     return shown
 
 
+def path_of(blob):
+    """The elements of a stored path, the outermost component first."""
+    return tuple(int.from_bytes(blob[start:start + 4], "big") for start in range(0, len(blob), 4))
+
+
 class Document:
     """A document file, looked into as the database that it is."""
 
@@ -181,6 +186,51 @@ class Document:
 
     def links(self):
         return links_of(self.section(), self.versions())
+
+    def lines(self, assembly=None, embodiment=None):
+        """The stored position of each line by its product's marking, in the base embodiment of the assembly with this
+        marking, the root unless given, or in another embodiment of the root by name."""
+        product = ("(SELECT value FROM setting WHERE name = 'root_product')" if assembly is None else
+                   "(SELECT object FROM property WHERE name = 'marking' AND value = ? AND object IN "
+                   "(SELECT key FROM meta_object WHERE type = 2))")
+        variant = (f"(SELECT embodiment FROM meta_object WHERE key = {product})" if embodiment is None else
+                   "(SELECT object FROM property WHERE name = 'variantName' AND value = ?)")
+        return dict(self.rows("SELECT property.value, group_property.value FROM group_property "
+                              "JOIN meta_object ON meta_object.key = group_property.object "
+                              "JOIN property ON property.object = meta_object.product AND property.name = 'marking' "
+                              f"WHERE group_property.name = 'position' AND group_property.embodiment = {variant}",
+                              *(value for value in (assembly, embodiment) if value is not None)))
+
+    def key_of_line(self, marking, assembly):
+        """The key of the line for a product in the bill of an assembly, both by marking."""
+        (key,), = self.rows("SELECT line.key FROM meta_object line "
+                            "JOIN property used ON used.object = line.product AND used.name = 'marking' "
+                            "JOIN property holder ON holder.object = line.holder AND holder.name = 'marking' "
+                            "WHERE line.type = 8 AND used.value = ? AND holder.value = ?", marking, assembly)
+        return key
+
+    def components(self):
+        """The path and the occurrence's key of each component, by the file's identifiers from the outermost on; the
+        number of one that has no identifier."""
+        ids, result = {(): ()}, {}
+        for blob, id_, key in self.rows("SELECT path, file_id, occurrence FROM component ORDER BY path"):
+            path = path_of(blob)
+            ids[path] = (*ids[path[:-1]], id_ or path[-1])
+            assert ids[path] not in result, ids[path]
+            result[ids[path]] = (path, key)
+        return result
+
+    def whole_links(self):
+        """The links that a document in good order has: each occurrence with its component, each body with its
+        occurrence and its line."""
+        unique = {Link(key, type_, path_of(path))
+                  for path, type_, key in self.rows("SELECT path, type, occurrence FROM component")}
+        validated = set()
+        for path, name, type_, key, line in self.rows(
+                "SELECT body.path, body.name, body.type, key, line FROM body "
+                "JOIN component ON component.path = body.path JOIN meta_object ON key = occurrence"):
+            validated |= {Link(key, type_, path_of(path), name), Link(line, type_, path_of(path), name)}
+        return unique, validated
 
     def tables(self, *without):
         names = [name for (name,) in self.rows("SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name")]
@@ -246,10 +296,10 @@ class StepFile:
         self.add("SHAPE_DEFINITION_REPRESENTATION(#%d,#%d)" % (holder, shape))
         return definition
 
-    def use(self, holder, used, name="", id_=""):
+    def use(self, holder, used, name="", id_="", at=(0, 0, 0)):
         occurrence = self.add("NEXT_ASSEMBLY_USAGE_OCCURRENCE('%s','%s','',#%d,#%d,$)" % (id_, name, holder, used))
         shape = self.add("PRODUCT_DEFINITION_SHAPE('','',#%d)" % occurrence)
-        to = self.axes()
+        to = self.axes(at)
         self.shapes[holder][1].append(to)
         turn = self.add("ITEM_DEFINED_TRANSFORMATION('','',#%d,#%d)" % (self.shapes[used][1][0], to))
         relation = self.add("(REPRESENTATION_RELATIONSHIP('','',#%d,#%d)"
@@ -282,6 +332,104 @@ def machine():
     step.use(root, bolt, "loose", "u2")
     step.use(root, frame, "right", "u3")
     return step
+
+
+class Use(NamedTuple):
+    """A use of a product in an assembly. What it is called in a file may change while it stays what it is."""
+    what: str
+    product: str
+    id: str
+    at: tuple
+
+
+class Plant:
+    """An assembly of 2,000 occurrences on five levels, and its revision."""
+
+    MOVED = ("module", "kit", "lamp")
+
+    def __init__(self):
+        # By marking: names, bodies, uses. A product comes after those that it uses.
+        self.names = {f"P-{i:02}": f"Part {i}" for i in range(1, 14)}
+        self.bodies = {marking: ["solid"] for marking in self.names}
+        self.bodies["P-05"] = ["solid", "solid"]
+        self.bodies["P-06"] = ["open_shell"]
+        self.uses = {}
+        for k in (1, 2, 3, 4):
+            self.assembly(f"C-{k}", f"Cell {k}", [f"P-{(i * k) % 8 + 1:02}" for i in range(24)])
+        self.assembly("S-1", "Station 1", ["C-1", "C-2", "C-1", "C-3"])
+        self.assembly("S-2", "Station 2", ["C-2", "C-3", "C-4", "C-4"])
+        self.assembly("K-1", "Kit", ["P-09", "P-10", "P-09"])
+        self.assembly("M-1", "Module", ["P-09"] * 5 + ["P-10"] * 4)
+        self.uses["M-1"].append(Use("lamp", "P-11", "lamp", (1, 2, 3)))
+        self.assembly("H-A", "Hall A", ["S-1"] * 9)
+        self.uses["H-A"].append(Use("module", "M-1", "module", (7, 7, 7)))
+        self.assembly("H-B", "Hall B", ["S-2"] * 9)
+        self.assembly("ROOT", "Plant", ["H-A", "H-B"] + [f"P-{i % 3 + 1:02}" for i in range(164)] + ["P-12"])
+        self.uses["ROOT"].append(Use("kit", "K-1", "kit", (0, -50, 0)))
+
+    def assembly(self, marking, name, products):
+        self.names[marking] = name
+        self.uses[marking] = [Use(f"{marking}.{i}", product, f"{marking}.{i}", (i * 20, 5, 0))
+                              for i, product in enumerate(products)]
+
+    def revise(self):
+        """Adds, moves, removes, exchanges, renames and reorders, all of it in sight of this list."""
+        uses = self.uses
+        # New: a product in each cell 2, one more of a product in the root.
+        uses["C-2"] += [Use(f"new.{i}", "P-13", f"new.{i}", (600, i, 0)) for i in range(2)]
+        uses["ROOT"].append(Use("more", "P-03", "more", (9000, 0, 0)))
+        # Gone: the only one of its line in the root; one of several in each cell 4.
+        uses["ROOT"] = [use for use in uses["ROOT"] if use.product != "P-12"]
+        del uses["C-4"][5]
+        # Moved: an assembly on its level, another one two levels down into it, a part two levels up.
+        module, lamp, kit = uses["H-A"].pop(), uses["M-1"].pop(), next(u for u in uses["ROOT"] if u.what == "kit")
+        uses["ROOT"].remove(kit)
+        uses["H-B"].append(module)
+        uses["M-1"].append(kit)
+        uses["ROOT"].append(lamp)
+        # Exchanged.
+        self.bodies["P-08"] = ["open_shell"]
+        # Called otherwise: one use in each cell 1, a hall; a part by name, an assembly by marking.
+        uses["C-1"][3] = uses["C-1"][3]._replace(id="other identifier")
+        uses["ROOT"][1] = uses["ROOT"][1]._replace(id="another hall")
+        self.names["P-07"] = "Part 7, improved"
+        self.names = {"H-B/2" if marking == "H-B" else marking: name for marking, name in self.names.items()}
+        uses["ROOT"][1] = uses["ROOT"][1]._replace(product="H-B/2")
+        self.uses = {"H-B/2" if marking == "H-B" else marking: held for marking, held in uses.items()}
+        # In another order.
+        self.uses["ROOT"].reverse()
+        self.uses["S-2"].reverse()
+        self.names = dict(sorted(self.names.items(), reverse=True))
+        return self
+
+    def text(self):
+        step = StepFile()
+        # What nothing uses would be a root of its own.
+        used = {"ROOT", *(use.product for uses in self.uses.values() for use in uses)}
+        made = {marking: step.product(marking, name, *(getattr(step, kind)() for kind in self.bodies.get(marking, ())))
+                for marking, name in self.names.items() if marking in used}
+        for marking, uses in self.uses.items():
+            for use in uses:
+                step.use(made[marking], made[use.product], id_=use.id, at=use.at)
+        return step.text()
+
+    def occurrences(self):
+        """The identifiers from the outermost on of each occurrence, by what it is: the way to it, from the last use on
+        the way that may move."""
+        result = {}
+
+        def walk(product, what, ids):
+            for use in self.uses.get(product, ()):
+                within = (use.what,) if use.what in self.MOVED else (*what, use.what)
+                result[within] = (*ids, use.id)
+                walk(use.product, within, result[within])
+
+        walk("ROOT", (), ())
+        return result
+
+    def lines(self, assembly):
+        """The products of an assembly's bill in the order of their first use."""
+        return list(dict.fromkeys(use.product for use in self.uses[assembly]))
 
 
 class QlinksTest(unittest.TestCase):
@@ -322,6 +470,31 @@ class QlinksTest(unittest.TestCase):
 
     def json_of(self, *arguments):
         return json.loads(self.text_of(*arguments, "--json"))
+
+    def updated(self, document, step, *options, name="b.qdoc"):
+        """The document that an update with this STEP file makes, and what it prints."""
+        path = self.file("new.step", step if isinstance(step, str) else step.text())
+        text = self.text_of("update", document.path, path, "-o", self.folder / name, *options)
+        return Document(self.folder / name), text
+
+    def assert_links_whole(self, document):
+        unique, validated = document.links()
+        self.assertEqual((len(unique), len(validated)), (len(set(unique)), len(set(validated))))
+        self.assertEqual((set(unique), set(validated)), document.whole_links())
+
+    def assert_bad_documents_refused(self, arguments):
+        """By the verb with these arguments, "DOC" and "OUT" among them standing for documents."""
+        def refused(says, path):
+            words = [{"DOC": path, "OUT": self.folder / "out.qdoc"}.get(word, word) for word in arguments]
+            self.assert_refused([str(path), says], *words)
+
+        refused("no such file", self.folder / "none.qdoc")
+        refused("folder", self.folder)
+        refused("is empty", self.file("empty.qdoc"))
+        refused("not a qlinks document", self.file("text.qdoc", "ISO-10303-21;"))
+        refused("document format 9", self.document("newer.qdoc").change("PRAGMA user_version = 9").path)
+        refused("group_member", self.document("less.qdoc").change("DROP TABLE group_member").path)
+        refused("links", self.document("cut.qdoc").put_section(b"\x01").path)
 
     def assert_refused(self, says, *arguments, prints=False, **options):
         """Status 2, one line that says these texts, nothing printed unless `prints`, and every file as it was."""

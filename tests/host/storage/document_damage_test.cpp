@@ -250,8 +250,15 @@ TEST_F(DocumentDamage, OfAPropertyWithAWholeNumberOutOfRange) {
   for (const std::string number : {"2147483648", "-2147483649", "9223372036854775807"}) {
     Restore();
     SqliteFile(file).Run("UPDATE property SET kind = 3, value = " + number + " WHERE name = 'yes'");
-    ExpectRefusal("a property with a whole number out of range, " + number);
+    ExpectRefusal("a whole number out of range, " + number);
   }
+}
+
+TEST_F(DocumentDamage, OfALastPositionThatIsNone) {
+  SqliteFile(file).Run("UPDATE meta_object SET last_position = -1");
+  ExpectRefusal("a last position below 0, -1");
+  SqliteFile(file).Run("UPDATE meta_object SET last_position = 2147483648");
+  ExpectRefusal("a whole number out of range, 2147483648");
 }
 
 TEST_F(DocumentDamage, OfAComponentWithoutAPlacement) {
