@@ -60,12 +60,17 @@ void EraseAll(UniqueLinks& uniqueLinks, ValidatedLinks& validatedLinks, const Wh
 
 // A path that gets no memory can come out empty without an exception (ExceptionMode). A look-up with such a copy would
 // find another object, so where one is needed for a look-up the operation ends instead.
-template <class Value>
-Value OwnCopy(const Value& original) {
-  Value copy = original;
+template <class Copy, class Original>
+void RequireWhole(const Copy& copy, const Original& original) {
   if (!(copy == original)) {
     throw std::bad_alloc();
   }
+}
+
+template <class Value, class Original>
+Value OwnCopy(const Original& original) {
+  Value copy(original);
+  RequireWhole(copy, original);
   return copy;
 }
 
@@ -79,7 +84,7 @@ class Sought {
   // To be called with the member of a record that is about to change.
   void KeepBefore(const Value& changing) {
     if (&changing == value) {
-      copy = OwnCopy(*value);
+      copy = OwnCopy<Value>(*value);
       value = &*copy;
     }
   }
@@ -97,18 +102,27 @@ const UniqueMetaObjectKey& FirstKey(const Links& links, const GeometryObject3D& 
   return found != index.end() && !(geometry < found->geometry) ? found->metaKey : UniqueMetaObjectKey::null;
 }
 
-// Every change of a stored record goes through these two. The container re-sorts the record in all its indexes and
+// Every change of a stored record goes through these. The container re-sorts the record in all its indexes and
 // erases it where it now collides in a unique one, or where the assignment throws; that loss is part of the contract.
 template <class Links, class Position>
 void AssignKey(Links& links, Position position, const UniqueMetaObjectKey& key) {
   Index<byMetaKey>(links).modify(position, [&key](ProductGeometryObject3D& record) { record.metaKey = key; });
 }
 
-template <class Links, class Position, class Geometry>
-void AssignGeometry(Links& links, Position position, Geometry&& geometry) {
+// A copy that lost its path ends the operation as one that threw does: the link would name another object, perhaps the
+// very one that is being replaced, which then would be found for ever.
+template <class Links, class Position>
+void AssignGeometry(Links& links, Position position, const GeometryObject3D& geometry) {
   Index<byGeometry>(links).modify(position, [&geometry](ProductGeometryObject3D& record) {
-    record.geometry = std::forward<Geometry>(geometry);
+    record.geometry = geometry;
+    RequireWhole(record.geometry, geometry);
   });
+}
+
+template <class Links, class Position>
+void MoveGeometryInto(Links& links, Position position, GeometryObject3D&& geometry) {
+  Index<byGeometry>(links).modify(
+      position, [&geometry](ProductGeometryObject3D& record) { record.geometry = std::move(geometry); });
 }
 
 // `from` is not compared with `to`: with equivalent ones this finds the same record for ever. A fresh search for
@@ -140,9 +154,10 @@ std::vector<GeometryObject3D> GeometryInBranch(const Links& links, const Compone
   ComponentPath path;
   for (const ProductGeometryObject3D& record : Index<byGeometry>(links)) {
     path = record.geometry.componentPath;
+    RequireWhole(path, record.geometry.componentPath);
     path.Reverse();
     if (branchOutermostFirst.IsSubDirectory(path)) {
-      result.push_back(record.geometry);
+      result.push_back(OwnCopy<GeometryObject3D>(record.geometry));
     }
   }
   return result;
@@ -159,7 +174,7 @@ void MoveBranch(Links& links, const ComponentPath& fromOutermostFirst, const MbP
     }
     Q_ASSERT_CALLER(to.Count() <= geometry.componentPath.Count());
     std::copy(to.begin(), to.end(), geometry.componentPath.end() - to.Count());
-    AssignGeometry(links, found, std::move(geometry));
+    MoveGeometryInto(links, found, std::move(geometry));
   }
 }
 
@@ -206,7 +221,7 @@ void ProductGeometryObjects3D::SetLinkValidater(LinkValidator validator) {
   std::vector<ProductGeometryObject3D> rejected;
   const LinkVisitor gatherRejected = [&rejected, ask = std::move(validator)](const ProductGeometryObject3D& record) {
     if (!ask(record)) {
-      rejected.push_back(record);
+      rejected.push_back({record.metaKey, OwnCopy<GeometryObject3D>(record.geometry)});
     }
   };
   ProductGeometryObjects3D::ForEachLink(gatherRejected, LinkSet::Validated);
@@ -228,7 +243,9 @@ void ProductGeometryObjects3D::AddLink(const UniqueMetaObjectKey& key, const Geo
     // A key that is linked already keeps its link, although the link of the geometry object is gone by now: the two
     // rules of the unique set differ, and callers rely on it.
     if (ChangesValidated(set)) {
-      index.insert(position, record);
+      // Copied before it is inserted: a copy that the container makes may lose its path (ExceptionMode) when the place
+      // for the whole one is found already.
+      index.insert(position, ProductGeometryObject3D(record));
     } else {
       index.insert(position, std::move(record));
     }
@@ -370,9 +387,9 @@ void ProductGeometryObjects3D::ReplaceComponentPath(const MbPath& from, const Mb
   if (from == to) {
     return;
   }
-  ComponentPath fromOutermostFirst(OwnCopy(from));
+  ComponentPath fromOutermostFirst = OwnCopy<ComponentPath>(from);
   fromOutermostFirst.Reverse();
-  const MbPath ownTo = OwnCopy(to);
+  const MbPath ownTo = OwnCopy<MbPath>(to);
   MoveBranch(uniqueLinks, fromOutermostFirst, ownTo);
   MoveBranch(validatedLinks, fromOutermostFirst, ownTo);
 }

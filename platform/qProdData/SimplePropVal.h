@@ -31,6 +31,13 @@ class QPRODDATA_API SimplePropVal {
   SimplePropVal() = default;
   explicit SimplePropVal(Value source, UnitId sourceUnit = UnitId::none)
       : value(std::move(source)), unit(sourceUnit) {}
+  /// Assigns, because a variant whose copy constructor throws for lack of memory destroys what it never held (libstdc++
+  /// up to version 12 at least, which takes texts for alternatives that cannot fail).
+  SimplePropVal(const SimplePropVal& other) : unit(other.unit) { value = other.value; }
+  SimplePropVal(SimplePropVal&&) noexcept = default;
+  SimplePropVal& operator=(const SimplePropVal&) = default;
+  SimplePropVal& operator=(SimplePropVal&&) noexcept = default;
+  ~SimplePropVal() = default;
 
   /// True when it holds nothing; a unit alone is nothing.
   bool IsEmpty() const noexcept { return std::holds_alternative<std::monostate>(value); }

@@ -1,8 +1,12 @@
+#include <cstddef>
+#include <new>
+
 #include <gtest/gtest.h>
 
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/ExceptionModeOff.h"
 #include "tests/support/Links.h"
+#include "tests/support/StoreInside.h"
 
 // With exception mode off, a path that gets no memory is empty, which names an object of the document's own component.
 // An operation must not take such a path of its own for the one that it was called with.
@@ -26,6 +30,18 @@ TEST(ReplaceGeometryObject, ThatGetsNoMemoryForACopyOfTheOldObjectStillReplacesT
   EXPECT_EQ(ValidatedContents(store), (Links{{Key("d"), c_other}, {Key("r"), c_ofRoot}}));
 }
 
+TEST(ReplaceGeometryObject, ThatGetsNoMemoryForThePathOfTheNewObjectEndsAndDropsTheLink) {
+  // Without its path the new object is the old one: replacing would go on for ever.
+  const Store store = MakeStore({{Key("r"), c_ofRoot}, {Key("s"), c_other}});
+  {
+    const ExceptionModeOff off;
+    const FailingAllocations failing(1);
+    EXPECT_THROW(store->ReplaceGeometryObject(c_ofRoot, c_deep), std::bad_alloc);
+  }
+  EXPECT_EQ(UniqueContents(store), (Links{{Key("s"), c_other}}));
+  EXPECT_EQ(ValidatedContents(store), (Links{{Key("r"), c_ofRoot}, {Key("s"), c_other}}));
+}
+
 TEST(AddLink, ThatGetsNoMemoryForACopyOfThePathStillRemovesTheLinkOfThatObjectAndOfNoOther) {
   const Store store = MakeStore({{Key("d"), c_deep}, {Key("r"), c_ofRoot}});
   {
@@ -35,4 +51,46 @@ TEST(AddLink, ThatGetsNoMemoryForACopyOfThePathStillRemovesTheLinkOfThatObjectAn
     store->AddLink(Key("k"), c_deep, LinkSet::Unique);
   }
   EXPECT_EQ(UniqueContents(store), (Links{{Key("r"), c_ofRoot}}));
+}
+
+TEST(AddLink, ThatGetsNoMemoryForThePathInTheUniqueSetPutsTheLinkWhereItsEmptyPathBelongs) {
+  const Store store = MakeStore({{Key("x"), c_other}});
+  {
+    const ExceptionModeOff off;
+    const FailingAllocations failing(2, FailingAllocations::Refusal::once);
+    store->AddLink(Key("k"), c_deep, LinkSet::Both);
+  }
+  EXPECT_EQ(StoreFault(*store), "");
+  EXPECT_EQ(store->GetMetaObjectKey(c_ofRoot, LinkSet::Unique), Key("k"));
+  EXPECT_EQ(store->GetMetaObjectKey(c_deep, LinkSet::Validated), Key("k"));
+}
+
+TEST(SetLinkValidater, ThatGetsNoMemoryForThePathOfARejectedLinkEndsAndRemovesNoOtherLink) {
+  const Links links{{Key("k"), c_deep}, {Key("k"), c_ofRoot}};
+  const Store store = MakeStore(links, LinkSet::Validated);
+  const auto rejectsDeep = [](const ProductGeometryObject3D& link) { return link.geometry.componentPath.IsEmpty(); };
+  {
+    const ExceptionModeOff off;
+    const FailingAllocations failing(2);  // the first one is for the visitor
+    EXPECT_THROW(store->SetLinkValidater(rejectsDeep), std::bad_alloc);
+  }
+  EXPECT_EQ(ValidatedContents(store), links);
+}
+
+TEST(ReplaceComponentPath, ThatGetsNoMemoryForACopyOfAPathEndsAndChangesNothing) {
+  const MbPath from{8, 7, 6, 5, 4, 3, 2, 1};
+  const MbPath to{18, 17, 16, 15, 14, 13, 12, 11};
+  const Links links{{Key("d"), c_deep}, {Key("r"), c_ofRoot}, {Key("s"), c_other}};
+  // Both paths, the path of a link, the list of what lies in the branch, and the path in it.
+  for (std::size_t nth = 1; nth <= 5; ++nth) {
+    SCOPED_TRACE(nth);
+    const Store store = MakeStore(links);
+    {
+      const ExceptionModeOff off;
+      const FailingAllocations failing(nth, FailingAllocations::Refusal::once);
+      EXPECT_THROW(store->ReplaceComponentPath(from, to), std::bad_alloc);
+    }
+    EXPECT_EQ(UniqueContents(store), links);
+    EXPECT_EQ(ValidatedContents(store), links);
+  }
 }

@@ -1,7 +1,5 @@
-#include <algorithm>
-#include <functional>
+#include <cstddef>
 #include <new>
-#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -33,59 +31,6 @@ void ExpectNoMemoryAt(std::size_t nth, const Change& change) {
   EXPECT_TRUE(hasThrown);
 }
 
-/// Every index of both sets finds every link.
-void ExpectIndexesAgree(const IProductGeometryObjects3D& store) {
-  std::size_t foundByGeometry = 0;
-  const Links uniqueLinks = Contents(store, LinkSet::Unique);
-  for (const auto& [key, geometry] : uniqueLinks) {
-    EXPECT_EQ(store.GetMetaObjectKey(geometry, LinkSet::Unique), key);
-    EXPECT_EQ(store.GetGeometryObject(key), geometry);
-    EXPECT_TRUE(store.HasLink(key, geometry, LinkSet::Unique));
-  }
-  const Links validatedLinks = Contents(store, LinkSet::Validated);
-  for (const auto& [key, geometry] : validatedLinks) {
-    EXPECT_TRUE(store.HasLink(key, geometry, LinkSet::Validated));
-    const Keys keys = store.GetMetaObjectKeys(geometry);
-    foundByGeometry += static_cast<std::size_t>(std::count(keys.begin(), keys.end(), key));
-  }
-  EXPECT_EQ(foundByGeometry, validatedLinks.size());
-}
-
-/// An operation under a lack of memory, and the store that it starts from.
-struct Operation {
-  std::string name;
-  std::function<void(IProductGeometryObjects3D&)> call;
-};
-
-std::vector<Operation> OperationsThatAskForMemory() {
-  static const UniqueMetaObjectKey key = LongKey("new");
-  static const MbPath branch{5, 4, 3, 2, 1};
-  static const MbPath elsewhere{15, 14, 13, 12, 11};
-  static const GeometryObject3D other =
-      Solid({9, 8, 7, 6, 15, 14, 13, 12, 11}, "a name of more than fifteen bytes");
-  using Store3D = IProductGeometryObjects3D;
-  return {
-      {"AddLink", [](Store3D& store) { store.AddLink(key, c_deep, LinkSet::Both); }},
-      {"AddLinks",
-       [](Store3D& store) {
-         store.AddLinks(key, {c_solid1, c_deep, c_longNamed}, LinkSet::Both);
-       }},
-      {"SetLinkValidater", [](Store3D& store) { store.SetLinkValidater(RejectsAll); }},
-      {"GetMetaObjectKeys", [](Store3D& store) { store.GetMetaObjectKeys(c_solid1); }},
-      {"GetGeometryObjects",
-       [](Store3D& store) { store.GetGeometryObjects(LongKey("a"), LinkSet::Validated); }},
-      {"GetGeometryObject", [](Store3D& store) { store.GetGeometryObject(LongKey("b")); }},
-      {"GetValidatedOnlyGeometryObjects",
-       [](Store3D& store) { store.GetValidatedOnlyGeometryObjects(LongKey("a"), nullptr, nullptr); }},
-      {"RegenerateMetaObjectKeys", [](Store3D& store) { store.RegenerateMetaObjectKeys(); }},
-      {"ReplaceGeometryObject", [](Store3D& store) { store.ReplaceGeometryObject(c_deep, other); }},
-      {"ReplaceMetaObjectKey",
-       [](Store3D& store) { store.ReplaceMetaObjectKey(LongKey("a"), key, LinkSet::Both); }},
-      {"ReplaceComponentPath", [](Store3D& store) { store.ReplaceComponentPath(branch, elsewhere); }},
-      {"SetWriteComponentPath", [](Store3D& store) { store.SetWriteComponentPath(&c_deep.componentPath); }},
-  };
-}
-
 Store StoreOfLongLinks() {
   Store store = MakeStore(
       {{LongKey("a"), c_solid1}, {LongKey("a"), c_deep}, {LongKey("b"), c_deep}, {LongKey("c"), c_solid1}});
@@ -94,38 +39,6 @@ Store StoreOfLongLinks() {
 }
 
 }  // namespace
-
-TEST(EveryOperation, ThatGetsNoMemoryPassesTheExceptionKeepsItsIndexesInOrderAndReleasesWhatItHeld) {
-  for (const Operation& operation : OperationsThatAskForMemory()) {
-    SCOPED_TRACE(operation.name);
-    std::size_t nth = 0;
-    bool hasFailed = true;
-    while (hasFailed) {
-      SCOPED_TRACE(++nth);
-      ASSERT_LT(nth, 1000U);
-      const GeneratedKeys generated({LongKey("n1"), LongKey("n2"), LongKey("n3")});
-      const AllocationCounter counter;
-      {
-        const Store store = StoreOfLongLinks();
-        bool hasThrown = false;
-        {
-          const FailingAllocations failing(nth);
-          try {
-            operation.call(*store);
-          } catch (const std::bad_alloc&) {
-            hasThrown = true;
-          }
-          hasFailed = failing.HasFailed();
-        }
-        EXPECT_EQ(hasThrown, hasFailed);
-        ExpectIndexesAgree(*store);
-        store->SetWriteComponentPath(nullptr);
-      }
-      EXPECT_EQ(counter.Allocations() - (hasFailed ? 1 : 0), counter.Releases());
-    }
-    EXPECT_GT(nth, 1U);
-  }
-}
 
 TEST(AddLink, ThatGetsNoMemoryLeavesDoneWhatItHadDone) {
   const Links before{{Key("x"), c_solid1}};

@@ -19,9 +19,11 @@ struct Block {
 
 std::size_t allocations = 0;
 std::size_t releases = 0;
+std::size_t refusals = 0;
 std::size_t bytes = 0;
 void* lastBlock = nullptr;
 std::size_t firstRefused = c_never;
+std::size_t lastRefused = c_never;
 bool hasRefused = false;
 
 // Of a fixed size, since noting a release must not allocate.
@@ -32,7 +34,8 @@ bool isLogging = false;
 void* Allocate(std::size_t size) {
   ++allocations;
   bytes += size;
-  if (allocations >= firstRefused) {
+  if (allocations >= firstRefused && allocations <= lastRefused) {
+    ++refusals;
     hasRefused = true;
     throw std::bad_alloc();
   }
@@ -99,7 +102,7 @@ void operator delete[](void* block, std::size_t) noexcept {
 }
 
 AllocationCounter::AllocationCounter() noexcept
-    : allocationsBefore(allocations), releasesBefore(releases), bytesBefore(bytes) {}
+    : allocationsBefore(allocations), releasesBefore(releases), bytesBefore(bytes), refusalsBefore(refusals) {}
 
 std::size_t AllocationCounter::Allocations() const noexcept {
   return allocations - allocationsBefore;
@@ -113,12 +116,18 @@ std::size_t AllocationCounter::Bytes() const noexcept {
   return bytes - bytesBefore;
 }
 
+std::ptrdiff_t AllocationCounter::Live() const noexcept {
+  return static_cast<std::ptrdiff_t>(Allocations() - (refusals - refusalsBefore)) -
+         static_cast<std::ptrdiff_t>(Releases());
+}
+
 void* AllocationCounter::LastBlock() noexcept {
   return lastBlock;
 }
 
-FailingAllocations::FailingAllocations(std::size_t first) noexcept {
+FailingAllocations::FailingAllocations(std::size_t first, Refusal refusal) noexcept {
   firstRefused = allocations + first;
+  lastRefused = refusal == Refusal::once ? firstRefused : c_never;
   hasRefused = false;
 }
 

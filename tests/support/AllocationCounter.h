@@ -14,6 +14,8 @@ class AllocationCounter {
   std::size_t Releases() const noexcept;
   /// The sum of the sizes asked for, in bytes.
   std::size_t Bytes() const noexcept;
+  /// Blocks got less blocks released since then: 0 where nothing leaked.
+  std::ptrdiff_t Live() const noexcept;
 
   /// The block that the last allocation of the program got.
   static void* LastBlock() noexcept;
@@ -22,6 +24,7 @@ class AllocationCounter {
   std::size_t allocationsBefore;
   std::size_t releasesBefore;
   std::size_t bytesBefore;
+  std::size_t refusalsBefore;
 };
 
 /// How many allocations a call makes.
@@ -33,10 +36,12 @@ std::size_t AllocationsOf(Call&& call) {
 }
 
 /// While it lives, allocation number `first`, counted from 1 at its construction, and every later one throw
-/// std::bad_alloc. One at a time.
+/// std::bad_alloc, or with `Refusal::once` that one alone. One at a time.
 class FailingAllocations {
  public:
-  explicit FailingAllocations(std::size_t first) noexcept;
+  enum class Refusal { once, forEver };
+
+  explicit FailingAllocations(std::size_t first, Refusal refusal = Refusal::forEver) noexcept;
   FailingAllocations(const FailingAllocations&) = delete;
   FailingAllocations& operator=(const FailingAllocations&) = delete;
   ~FailingAllocations();
