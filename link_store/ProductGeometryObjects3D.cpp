@@ -169,8 +169,8 @@ void MoveBranch(Links& links, const ComponentPath& fromOutermostFirst, const MbP
   for (GeometryObject3D& geometry : GeometryInBranch(links, fromOutermostFirst)) {
     // Of several links to one geometry object this finds the first that is left; each has an entry in the list.
     const auto found = index.find(geometry);
-    if (found == index.end()) {
-      continue;  // an earlier change of this pass dropped or changed it
+    if (found == index.end()) {  // coverage: never true, since a change takes at most the record of its own entry
+      continue;                  // coverage: the rule for an entry whose record an earlier change dropped or changed
     }
     Q_ASSERT_CALLER(to.Count() <= geometry.componentPath.Count());
     std::copy(to.begin(), to.end(), geometry.componentPath.end() - to.Count());

@@ -171,7 +171,9 @@ void ReadLinkSections(reader& in, ValidatedLinks& first, ValidatedLinks& second)
     return;
   }
   for (const ProductGeometryObject3D& record : first) {
-    second.insert(record);
+    // Copied before it is inserted: a copy that the container makes may lose its path (ExceptionMode) when the place for
+    // the whole one is found already.
+    second.insert(ProductGeometryObject3D(record));
   }
 }
 

@@ -38,7 +38,7 @@ bool Qualifies(const UniqueMetaObjectKey& key, const IfMetaProductData& metaData
 const ProductGeometryObject3D* ResolveLinkGroup(const LinkGroup& group, const IfMetaProductData* metaData,
                                                 const IProductGeometryObjects3D& store) {
   const ProductGeometryObject3D* result = nullptr;
-  if (metaData != nullptr) {
+  if (metaData != nullptr) {  // coverage: never false, since today's only caller resolves groups with product data
     for (const ProductGeometryObject3D* record : group) {
       if (Qualifies(record->metaKey, *metaData, store)) {
         result = record;

@@ -1,0 +1,68 @@
+// Any file is refused as a document in one line, or is one: then everything may be asked of it, and it comes back from
+// saving the same.
+
+#include <optional>
+
+#include "fuzz/Fuzz.h"
+#include "fuzz/ScratchFile.h"
+#include "host/HostError.h"
+#include "host/model/Bill.h"
+#include "host/model/Findings.h"
+#include "host/storage/DocumentFile.h"
+#include "host/storage/LinksSection.h"
+
+namespace {
+
+std::unique_ptr<host::Document> Load(const std::filesystem::path& file) {
+  try {
+    return host::LoadDocument(file);
+  } catch (const host::HostError& error) {
+    Require(std::string_view(error.what()).starts_with(file.string() + ": "), "an error without the file's name");
+    return nullptr;
+  }
+}
+
+// Nothing where the document cannot be saved: its links may carry versions that a links section cannot have.
+bool Save(const host::Document& document, const std::filesystem::path& file) {
+  try {
+    host::SaveDocument(document, file);
+    return true;
+  } catch (const host::HostError&) {
+    return false;
+  }
+}
+
+void RequireSame(const host::Document& left, const host::Document& right) {
+  Require(left.productData.All() == right.productData.All(), "other meta objects");
+  Require(left.productData.AllGroups() == right.productData.AllGroups(), "other groups");
+  Require(left.productData.RootProduct() == right.productData.RootProduct(), "another root");
+  Require(left.components.size() == right.components.size(), "other components");
+  Require(left.BodyCount() == right.BodyCount(), "other bodies");
+  Require(left.otherStreams.size() == right.otherStreams.size(), "other streams");
+  Require(left.linksVersions == right.linksVersions, "other versions");
+  Require(host::WriteLinks(*left.links, left.linksVersions).bytes ==
+              host::WriteLinks(*right.links, right.linksVersions).bytes,
+          "other links");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const ScratchFile input(".qdoc");
+  static const ScratchFile copy(".copy.qdoc");
+  input.Write(data, size);
+  const auto document = Load(input.Path());
+  if (document == nullptr) {
+    return 0;
+  }
+  const UniqueMetaObjectKey& embodiment = document->productData.RootEmbodiment();
+  host::MakeBills(*document, embodiment);
+  host::MakeFlatBill(*document, embodiment);
+  host::FindFaults(*document, embodiment);
+  if (Save(*document, copy.Path())) {
+    const auto again = Load(copy.Path());
+    Require(again != nullptr, "a document that was saved cannot be loaded");
+    RequireSame(*document, *again);
+  }
+  return 0;
+}
