@@ -11,8 +11,7 @@
 /// A file in memory with a name of this process's own, removed at the end.
 class ScratchFile {
  public:
-  explicit ScratchFile(const std::string& ending)
-      : path("/dev/shm/qpd-fuzz-" + std::to_string(::getpid()) + ending) {}
+  explicit ScratchFile(const std::string& ending) : path("/dev/shm/qpd-fuzz-" + std::to_string(::getpid()) + ending) {}
   ScratchFile(const ScratchFile&) = delete;
   ScratchFile& operator=(const ScratchFile&) = delete;
   ~ScratchFile() {

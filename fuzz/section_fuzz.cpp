@@ -1,6 +1,6 @@
-// Any bytes as a links section, under any versions. Through a plain reader they become what an independent decoder makes
-// of them; through the host's load, one error with the byte where it is, or the same links. What was read comes back
-// from writing and reading again.
+// Any bytes as a links section, under any versions. Through a plain reader they become what an independent decoder
+// makes of them; through the host's load, one error with the byte where it is, or the same links. What was read comes
+// back from writing and reading again.
 
 #include <array>
 #include <memory>

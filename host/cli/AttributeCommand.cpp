@@ -37,9 +37,10 @@ void Show(const ProductData& data, const UniqueMetaObjectKey& key) {
 UniqueMetaObjectKey FindPresent(const Document& document, const std::string& text) {
   const UniqueMetaObjectKey key = FindOccurrenceOrLine(document, text);
   if (!document.productData.HasMetaObject(key)) {
-    throw DocumentError(fmt::format("damaged document: the meta object {} of component {} is gone; use a copy of it or "
-                                    "import the STEP file again",
-                                    KeyText(key), text));
+    throw DocumentError(
+        fmt::format("damaged document: the meta object {} of component {} is gone; use a copy of it or "
+                    "import the STEP file again",
+                    KeyText(key), text));
   }
   return key;
 }

@@ -75,8 +75,8 @@ int RunRepair(const CheckArguments& arguments) {
   const std::vector<Finding> after = FindFaults(document, base);
   edit.Save([&] {
     if (!arguments.json) {
-      PrintLine(fmt::format("{} found, {} repaired, {} left", before.size(), CountRepaired(before, after),
-                            after.size()));
+      PrintLine(
+          fmt::format("{} found, {} repaired, {} left", before.size(), CountRepaired(before, after), after.size()));
     }
     if (arguments.json || !after.empty()) {
       Print(after, arguments.json);

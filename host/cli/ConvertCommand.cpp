@@ -101,8 +101,8 @@ void PrintLosses(const Document& document, const IProductGeometryObjects3D& befo
   const Difference unique = Compare(before, *document.links, LinkSet::Unique);
   const Difference validated = Compare(before, *document.links, LinkSet::Validated);
   if (document.droppedLinks != 0) {
-    PrintLine(fmt::format("lost: {} records of the links section, which repeat or contradict others",
-                          document.droppedLinks));
+    PrintLine(
+        fmt::format("lost: {} records of the links section, which repeat or contradict others", document.droppedLinks));
   }
   if (unique.lost != 0) {
     PrintLine(fmt::format("lost: {} unique links ({} carries {})", unique.lost, version,
@@ -170,7 +170,9 @@ void AddConvertCommand(CLI::App& app, Command& chosen) {
       ->required();
   verb->add_option("--math-version", arguments->mathVersion, "The math version to write; as it is unless given");
   verb->add_option("--component", arguments->component, "Write this component alone, by its path");
-  verb->callback([&chosen, arguments] { chosen = [arguments] { return WithFileName(arguments->document, [&] { return RunConvert(*arguments); }); }; });
+  verb->callback([&chosen, arguments] {
+    chosen = [arguments] { return WithFileName(arguments->document, [&] { return RunConvert(*arguments); }); };
+  });
 }
 
 }  // namespace host

@@ -98,9 +98,8 @@ int RunDump(const DumpArguments& arguments) {
     });
     list.Finish();
   } else {
-    PrintLine(fmt::format("application version {}, math version {}, {} bytes",
-                          VersionText(section.versions.appVersion), VersionText(section.versions.mathVersion),
-                          section.bytes.size()));
+    PrintLine(fmt::format("application version {}, math version {}, {} bytes", VersionText(section.versions.appVersion),
+                          VersionText(section.versions.mathVersion), section.bytes.size()));
     fault = WalkSection(section.bytes, section.versions, PrintFieldText);
   }
   if (fault) {

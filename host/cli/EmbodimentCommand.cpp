@@ -28,8 +28,9 @@ struct EmbodimentArguments {
 };
 
 std::string NameOf(const Document& document, const UniqueMetaObjectKey& embodiment) {
-  return embodiment == document.productData.RootEmbodiment() ? "(base)"
-                                                             : document.productData.ProductText(embodiment, c_variantName);
+  return embodiment == document.productData.RootEmbodiment()
+             ? "(base)"
+             : document.productData.ProductText(embodiment, c_variantName);
 }
 
 int RunAdd(const EmbodimentArguments& arguments) {
@@ -44,8 +45,8 @@ int RunAdd(const EmbodimentArguments& arguments) {
   const UniqueMetaObjectKey embodiment = AddEmbodiment(document, arguments.name, arguments.number, without);
   RebuildPositionLinks(document);
   edit.Save([&] {
-    PrintLine(fmt::format("{}: {} occurrences", arguments.name,
-                          document.productData.FindGroup(embodiment).members.size()));
+    PrintLine(
+        fmt::format("{}: {} occurrences", arguments.name, document.productData.FindGroup(embodiment).members.size()));
     FinishOutput();
   });
   return 0;

@@ -65,8 +65,7 @@ class Selection {
     const bool isLinked = !document.links->GetGeometryObjects(*key, LinkSet::Unique).empty() ||
                           !document.links->GetGeometryObjects(*key, LinkSet::Validated).empty();
     if (!isLinked && !document.productData.HasMetaObject(*key)) {
-      throw DocumentError(
-          fmt::format("no meta object has the key '{}'; 'qlinks links' shows the keys", KeyText(*key)));
+      throw DocumentError(fmt::format("no meta object has the key '{}'; 'qlinks links' shows the keys", KeyText(*key)));
     }
   }
 
@@ -135,7 +134,9 @@ void AddLinksCommand(CLI::App& app, Command& chosen) {
   verb->add_option("--key", arguments->key, "The links of one meta object, by its key");
   verb->add_option("--component", arguments->component, "The links of one component, by its path");
   verb->add_flag("--json", arguments->json, "Print JSON");
-  verb->callback([&chosen, arguments] { chosen = [arguments] { return WithFileName(arguments->document, [&] { return RunLinks(*arguments); }); }; });
+  verb->callback([&chosen, arguments] {
+    chosen = [arguments] { return WithFileName(arguments->document, [&] { return RunLinks(*arguments); }); };
+  });
 }
 
 }  // namespace host

@@ -26,8 +26,8 @@ int RunMarking(const MarkingArguments& arguments) {
   const std::unique_ptr<Document> document = LoadDocument(arguments.document);
   FindComponent(*document, arguments.component);
   const ModelEmbodiments embodiments(*document, FindEmbodiment(*document, arguments.embodiment));
-  const VariantMarking marking = meta_3d::GetMarkingFromProdData(document->productData, embodiments.Tree(),
-                                                                 ParsePath(arguments.component));
+  const VariantMarking marking =
+      meta_3d::GetMarkingFromProdData(document->productData, embodiments.Tree(), ParsePath(arguments.component));
   PrintLine(ToUtf8(marking.Text()));
   return 0;
 }

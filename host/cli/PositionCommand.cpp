@@ -59,13 +59,14 @@ UniqueMetaObjectKey EmbodimentOf(const Document& document, const UniqueMetaObjec
   }
   if (!embodiment.empty()) {
     throw DocumentError(fmt::format("{} is a line of {}; embodiments are those of the root, leave out --embodiment",
-                                data.DisplayName(line), data.DisplayName(assembly)));
+                                    data.DisplayName(line), data.DisplayName(assembly)));
   }
   const MetaObject* object = data.Find(assembly);
   if (object == nullptr) {
-    throw DocumentError(fmt::format("damaged document: {} is a line of no assembly; use a copy of it or import the "
-                                    "STEP file again",
-                                    data.DisplayName(line)));
+    throw DocumentError(
+        fmt::format("damaged document: {} is a line of no assembly; use a copy of it or import the "
+                    "STEP file again",
+                    data.DisplayName(line)));
   }
   return object->embodiment;
 }
@@ -90,19 +91,20 @@ int RunPosition(const PositionArguments& arguments) {
   const UniqueMetaObjectKey embodiment = EmbodimentOf(document, line, arguments.embodiment);
   if (!data.FindGroup(embodiment).lines.contains(line)) {
     throw DocumentError(fmt::format("{} does not occur in this embodiment; 'qlinks positions' shows its lines",
-                                data.DisplayName(line)));
+                                    data.DisplayName(line)));
   }
   if (data.Find(line)->billet != BilletKind::none) {
-    throw DocumentError(fmt::format("{} is stock, which has no position of its own; 'qlinks billet --none' makes it a part",
-                                data.DisplayName(line)));
+    throw DocumentError(
+        fmt::format("{} is stock, which has no position of its own; 'qlinks billet --none' makes it a part",
+                    data.DisplayName(line)));
   }
   const std::optional<std::int32_t> old = StoredPosition(data, embodiment, line);
   const std::optional<UniqueMetaObjectKey> holder = HolderOf(data, embodiment, number);
   const bool isSwap = holder && !(*holder == line);
   if (isSwap) {
     if (!arguments.swap) {
-      throw DocumentError(fmt::format("position {} is that of {}; choose another, or --swap", number,
-                                  data.DisplayName(*holder)));
+      throw DocumentError(
+          fmt::format("position {} is that of {}; choose another, or --swap", number, data.DisplayName(*holder)));
     }
     if (!old) {
       throw DocumentError(fmt::format("{} has no position to swap; choose a free number", data.DisplayName(line)));

@@ -154,10 +154,11 @@ int ReportDisagreements(const Document& document, const std::vector<Bill>& bills
     for (const BillLine& line : bill.lines) {
       for (const BodyPlace& place : line.disagreeing) {
         const std::string position = line.position.IsEmpty() ? "no position" : "position " + ValueText(line.position);
-        PrintWarning(fmt::format("{}: {} in {}, but the body {} answers otherwise; 'qlinks check --repair' rebuilds "
-                                 "the position links",
-                                 document.productData.DisplayName(line.groupObject), position,
-                                 document.productData.DisplayName(bill.assembly), PlaceText(place)));
+        PrintWarning(
+            fmt::format("{}: {} in {}, but the body {} answers otherwise; 'qlinks check --repair' rebuilds "
+                        "the position links",
+                        document.productData.DisplayName(line.groupObject), position,
+                        document.productData.DisplayName(bill.assembly), PlaceText(place)));
         status = 1;
       }
     }
@@ -192,8 +193,7 @@ void AddPositionsCommand(CLI::App& app, Command& chosen) {
   verb->add_option("--embodiment", arguments->embodiment, "The root in this embodiment, by name, number or key");
   verb->add_option("--sort", arguments->sort, "By position, marking, name or count (the largest first)")
       ->check(CLI::IsMember({"position", "marking", "name", "count"}));
-  verb->add_flag("--flat", arguments->flat, "One table that sums the parts of the whole product")
-      ->excludes(component);
+  verb->add_flag("--flat", arguments->flat, "One table that sums the parts of the whole product")->excludes(component);
   CLI::Option* csv = verb->add_flag("--csv", arguments->csv, "Print CSV");
   verb->add_flag("--json", arguments->json, "Print JSON")->excludes(csv);
   verb->callback([&chosen, arguments] {

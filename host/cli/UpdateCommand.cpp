@@ -31,9 +31,8 @@ int RunUpdate(const UpdateArguments& arguments) {
   }
   const std::unique_ptr<Document> document = LoadDocument(arguments.document);
   const StepAssembly assembly = ReadStepInput(arguments.step);
-  const MergeReport report = WithFileName(arguments.step.file, [&] {
-    return MergeAssembly(*document, assembly, arguments.step.file.stem().string());
-  });
+  const MergeReport report = WithFileName(
+      arguments.step.file, [&] { return MergeAssembly(*document, assembly, arguments.step.file.stem().string()); });
   const auto print = [&] {
     PrintStepWarnings(arguments.step, assembly);
     for (const std::string& change : report.changes) {

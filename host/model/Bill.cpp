@@ -41,7 +41,10 @@ void ForEachOccurrence(const Document& document, const UniqueMetaObjectKey& root
 class BillMaker {
  public:
   BillMaker(const Document& model, const UniqueMetaObjectKey& rootEmbodiment)
-      : document(model), data(model.productData), embodiment(rootEmbodiment), aggregator({&data}),
+      : document(model),
+        data(model.productData),
+        embodiment(rootEmbodiment),
+        aggregator({&data}),
         view(model, rootEmbodiment) {}
 
   std::vector<Bill> Make() {
@@ -99,7 +102,8 @@ class BillMaker {
       found->second = {bills[bill].lines.size(), HolderPath(occurrence)};
       BillLine line;
       line.groupObject = groupObject;
-      line.position = meta_3d::GetGroupObjPositionValue(aggregator, groupObject, bills[bill].embodiment).GetSimpleValue();
+      line.position =
+          meta_3d::GetGroupObjPositionValue(aggregator, groupObject, bills[bill].embodiment).GetSimpleValue();
       line.marking = data.ProductText(groupObject, c_marking);
       line.name = data.ProductText(groupObject, c_productName);
       bills[bill].lines.push_back(std::move(line));

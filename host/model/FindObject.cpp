@@ -39,7 +39,7 @@ UniqueMetaObjectKey Only(const Document& document, const std::vector<UniqueMetaO
       list += (i == 0 ? "" : ", ") + Describe(document, candidates[i]);
     }
     throw DocumentError(fmt::format("'{}' is ambiguous, {} have the name: {}{}; use a key", BytesText(text),
-                                candidates.size(), list, candidates.size() > c_shownCandidates ? ", ..." : ""));
+                                    candidates.size(), list, candidates.size() > c_shownCandidates ? ", ..." : ""));
   }
   return candidates.front();
 }

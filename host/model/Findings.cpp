@@ -32,8 +32,13 @@ constexpr std::array c_kindNames{"gone-object", "gone-body", "invalid-link", "do
 class Search {
  public:
   Search(const Document& model, const UniqueMetaObjectKey& rootEmbodiment)
-      : document(model), data(model.productData), aggregator({&data}), embodiments(model, rootEmbodiment),
-        tree(embodiments.Tree()), view(model, rootEmbodiment), root(rootEmbodiment) {}
+      : document(model),
+        data(model.productData),
+        aggregator({&data}),
+        embodiments(model, rootEmbodiment),
+        tree(embodiments.Tree()),
+        view(model, rootEmbodiment),
+        root(rootEmbodiment) {}
 
   std::vector<Finding> Run() {
     for (const LinkSet set : {LinkSet::Unique, LinkSet::Validated}) {
@@ -103,13 +108,15 @@ class Search {
       }
       const MetaObject* occurrence = data.Find(component.occurrence);
       const auto bodies = document.bodies.find(path);
-      if (!isRootElementHeld || occurrence == nullptr || bodies == document.bodies.end() || !NeedsPosition(*occurrence)) {
+      if (!isRootElementHeld || occurrence == nullptr || bodies == document.bodies.end() ||
+          !NeedsPosition(*occurrence)) {
         continue;
       }
       for (const Body& body : bodies->second) {
         const GeometryObject3D geometry = BodyGeometry(path, body);
         if (PositionsOfBody(aggregator, document, view, geometry).empty()) {
-          Add(Kind::noPosition, data.DisplayName(component.occurrence), GeometryText(geometry), "body without a position");
+          Add(Kind::noPosition, data.DisplayName(component.occurrence), GeometryText(geometry),
+              "body without a position");
         }
       }
     }

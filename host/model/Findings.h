@@ -19,8 +19,8 @@ struct Finding {
 
 /// Looks, in both link sets, for links whose meta object is gone, links whose body or component is gone and links that
 /// CheckValidProductGeometryLink rejects, then for position numbers that two lines of a bill share and bodies without a
-/// position although their occurrence counts in the bill; all with the root in this embodiment. With the base embodiment
-/// the numbers of all others are looked at as well. Each finding once, in this order. O(n log n).
+/// position although their occurrence counts in the bill; all with the root in this embodiment. With the base
+/// embodiment the numbers of all others are looked at as well. Each finding once, in this order. O(n log n).
 std::vector<Finding> FindFaults(const Document& document, const UniqueMetaObjectKey& rootEmbodiment);
 
 /// Removes the links whose meta object, body or component is gone, from both sets, and those that are not valid for

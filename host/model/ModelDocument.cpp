@@ -111,11 +111,7 @@ class ModelComponent final : public IfComponent, public IfDocObject, public IfGe
   ModelComponent(const ModelDocument& owner, const ModelEmbodiments& tree, const ComponentPath& componentPath,
                  const Component* model, const std::vector<Body>& bodies, const MetaObject* occurrence,
                  std::uint32_t type)
-      : document(owner),
-        embodiments(tree),
-        path(componentPath),
-        objectType(type),
-        result(bodies, model, occurrence) {}
+      : document(owner), embodiments(tree), path(componentPath), objectType(type), result(bodies, model, occurrence) {}
 
   void* QueryInterface(unsigned int interfaceType) const override {
     auto* self = const_cast<ModelComponent*>(this);
@@ -130,9 +126,7 @@ class ModelComponent final : public IfComponent, public IfDocObject, public IfGe
   }
 
   const MbPath& GetPath() const override { return path; }
-  UniqueMetaObjectKey GetGroupKey() const override {
-    return embodiments.FindEmbodiment(HolderPath(path));
-  }
+  UniqueMetaObjectKey GetGroupKey() const override { return embodiments.FindEmbodiment(HolderPath(path)); }
   const PartRebuildResult* GetRebuildResult() const override { return &result; }
   void FindEmbodimentPath(MbPath& holder) const override { holder = HolderPath(path); }
 
@@ -231,8 +225,8 @@ ModelDocument::~ModelDocument() = default;
 
 std::unique_ptr<IfObjectIterator> ModelDocument::CreateObjectIterator(IfDocObject*, std::uint64_t selector) {
   // The document itself is not among its objects.
-  return std::make_unique<ComponentIterator>(
-      selector == c_allComponents ? components.cbegin() + 1 : components.cend(), components.cend());
+  return std::make_unique<ComponentIterator>(selector == c_allComponents ? components.cbegin() + 1 : components.cend(),
+                                             components.cend());
 }
 
 IfSomething& ModelDocument::GetComponentHolder() {

@@ -50,9 +50,10 @@ void NumberLines(ProductData& data, const UniqueMetaObjectKey& embodiment,
       continue;
     }
     if (variant->lastPosition == std::numeric_limits<std::int32_t>::max()) {
-      throw DocumentError(fmt::format("{}: all position numbers up to {} have been given; import the file as a new "
-                                      "document, or split the assembly",
-                                      data.DisplayName(variant->product), variant->lastPosition));
+      throw DocumentError(
+          fmt::format("{}: all position numbers up to {} have been given; import the file as a new "
+                      "document, or split the assembly",
+                      data.DisplayName(variant->product), variant->lastPosition));
     }
     SetPosition(data, embodiment, line, variant->lastPosition + 1, false);
   }

@@ -13,8 +13,8 @@ namespace host {
 /// for lines of stock. They begin with 1, are never given twice in a bill, and one that a person has set is kept apart
 /// from the others.
 
-/// Numbers set by hand are whole and from 1 to this. Those that follow by themselves may go beyond, so that the greatest
-/// one, set by hand, does not end the counting.
+/// Numbers set by hand are whole and from 1 to this. Those that follow by themselves may go beyond, so that the
+/// greatest one, set by hand, does not end the counting.
 inline constexpr std::int32_t c_maxPosition = 999'999;
 
 /// The lines of each assembly product's bill, in the order of their first occurrence in the tree. O(n log n).

@@ -152,8 +152,8 @@ std::uint32_t ParseVersion(std::string_view text, std::string_view option) {
   const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
   std::uint32_t version = 0;
   if (!ParseNumber(isHexadecimal ? text.substr(2) : text, version, isHexadecimal ? 16 : 10)) {
-    throw HostError(fmt::format("{} '{}' is no version; write a 32-bit number such as 0x17000002", option,
-                                BytesText(text)));
+    throw HostError(
+        fmt::format("{} '{}' is no version; write a 32-bit number such as 0x17000002", option, BytesText(text)));
   }
   return version;
 }

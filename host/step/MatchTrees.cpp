@@ -269,9 +269,8 @@ class ProductMatcher {
       return false;
     }
     const bool isFreshWithin =
-        fresh != none && std::any_of(existing.begin(), existing.end(), [&fresh](const auto& product) {
-          return product.second == fresh;
-        });
+        fresh != none && std::any_of(existing.begin(), existing.end(),
+                                     [&fresh](const auto& product) { return product.second == fresh; });
     const bool isOldWithin = old != none && std::any_of(used.begin(), used.end(), [this, &old](std::size_t product) {
                                return TextsOf(product) == old;
                              });

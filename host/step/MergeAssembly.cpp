@@ -347,8 +347,7 @@ class Merge {
       if (!(occurrence.groupObject == line)) {
         occurrence.billet = data.Find(line)->billet;
       }
-      occurrence.type =
-          occurrence.billet == BilletKind::none ? MetaObjectType::partOccurrence : MetaObjectType::billet;
+      occurrence.type = occurrence.billet == BilletKind::none ? MetaObjectType::partOccurrence : MetaObjectType::billet;
     }
     occurrence.groupObject = line;
     return occurrence;

@@ -106,7 +106,8 @@ std::optional<std::string> ExcessOf(const StepAssembly& assembly) {
     return fmt::format("more than {} bodies; import the sub-assemblies one by one", c_maxBodies);
   }
   if (size.levels > c_maxLevels || size.pathElements > c_maxPathElements) {
-    return fmt::format("assemblies within assemblies, {} levels deep; import the inner ones by themselves", size.levels);
+    return fmt::format("assemblies within assemblies, {} levels deep; import the inner ones by themselves",
+                       size.levels);
   }
   return std::nullopt;
 }

@@ -59,10 +59,12 @@ constexpr std::array c_tables = {
     // the primary key a component stands directly before what it holds.
     Table{"component",
           "CREATE TABLE component (path BLOB PRIMARY KEY, type INTEGER NOT NULL, occurrence BLOB NOT NULL, "
-          "display_name TEXT NOT NULL, file_id TEXT NOT NULL, placement BLOB NOT NULL, next_element INTEGER NOT NULL) WITHOUT ROWID"},
+          "display_name TEXT NOT NULL, file_id TEXT NOT NULL, placement BLOB NOT NULL, next_element INTEGER NOT NULL) "
+          "WITHOUT ROWID"},
     Table{"body",
           "CREATE TABLE body (path BLOB NOT NULL, number INTEGER NOT NULL, name BLOB NOT NULL, type INTEGER NOT NULL, "
-          "display_name TEXT NOT NULL, file_id TEXT NOT NULL, PRIMARY KEY (path, number), UNIQUE (path, name)) WITHOUT ROWID"},
+          "display_name TEXT NOT NULL, file_id TEXT NOT NULL, PRIMARY KEY (path, number), UNIQUE (path, name)) WITHOUT "
+          "ROWID"},
     Table{"stream",
           "CREATE TABLE stream (name TEXT PRIMARY KEY, app_version INTEGER NOT NULL, math_version INTEGER NOT NULL, "
           "bytes BLOB NOT NULL) WITHOUT ROWID"},
@@ -72,8 +74,8 @@ constexpr std::array c_tables = {
 enum class ValueKind : std::int64_t { empty = 0, text = 1, boolean = 2, integer = 3, real = 4, dateTime = 5 };
 
 [[noreturn]] void FailDamaged(const std::filesystem::path& path, std::string_view what) {
-  throw HostError(fmt::format("{}: damaged document: {}; use a copy of it or import the STEP file again",
-                              path.string(), what));
+  throw HostError(
+      fmt::format("{}: damaged document: {}; use a copy of it or import the STEP file again", path.string(), what));
 }
 
 std::string PathBlob(const MbPath& path) {
@@ -261,7 +263,8 @@ class OpenDocument {
     auto rows = database.Prepare("SELECT object, include, exclude, bound FROM attribute ORDER BY object");
     while (Next(rows)) {
       Existing(data, Key(rows, 0), "an attribute").part =
-          AttributedPart{{.includeFlag = rows.Integer(1) != 0, .excludeFlag = rows.Integer(2) != 0,
+          AttributedPart{{.includeFlag = rows.Integer(1) != 0,
+                          .excludeFlag = rows.Integer(2) != 0,
                           .embodimentBoundFlag = Number32(rows, 3, "attribute")}};
     }
   }
@@ -337,7 +340,8 @@ class OpenDocument {
     }
     const Stream section = LinksSection();
     document.linksVersions = section.versions;
-    document.links = WithFileName(file, [&] { return ReadLinks(section, &document.productData, &document.droppedLinks); });
+    document.links =
+        WithFileName(file, [&] { return ReadLinks(section, &document.productData, &document.droppedLinks); });
   }
 
   Stream ReadStream(const Statement& row, int firstColumn) const {
@@ -406,8 +410,8 @@ class OpenDocument {
         return SimplePropVal(Int(row, column + 1), unit);
       case ValueKind::real:
         // SQLite keeps no NaN: it becomes NULL.
-        return SimplePropVal(
-            row.IsNull(column + 1) ? std::numeric_limits<double>::quiet_NaN() : row.Real(column + 1), unit);
+        return SimplePropVal(row.IsNull(column + 1) ? std::numeric_limits<double>::quiet_NaN() : row.Real(column + 1),
+                             unit);
       case ValueKind::dateTime:
         return SimplePropVal(SimplePropVal::DateTime(std::chrono::seconds(row.Integer(column + 1))), unit);
     }
@@ -628,7 +632,9 @@ class DocumentEdit::Source : public OpenDocument {
 };
 
 DocumentEdit::DocumentEdit(const std::filesystem::path& path)
-    : file(path), source(std::make_unique<Source>(path, OpenDocument::Purpose::change)), document(std::make_unique<Document>()) {
+    : file(path),
+      source(std::make_unique<Source>(path, OpenDocument::Purpose::change)),
+      document(std::make_unique<Document>()) {
   source->Load(*document);
 }
 
@@ -658,9 +664,9 @@ void SaveDocument(const Document& document, const std::filesystem::path& path, c
     // The file takes its name only when it is whole and on the disk, so it needs no journal beside it. (OFF is not to
     // be had of a connection that is on its guard.)
     database.Execute("PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF");
-    database.Execute(fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}; BEGIN", c_applicationId,
-                                 c_formatVersion)
-                         .c_str());
+    database.Execute(
+        fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}; BEGIN", c_applicationId, c_formatVersion)
+            .c_str());
     for (const Table& table : c_tables) {
       database.Execute(table.declaration);
     }

@@ -54,7 +54,7 @@ void RequireOutputPlace(const std::filesystem::path& path);
 ///
 /// `report` is called when all is written and only the last step is missing; what it throws passes, and leaves
 /// everything as it was. So a program that cannot tell its result leaves none.
-void SaveDocument(const Document& document, const std::filesystem::path& path,
-                  const std::function<void()>& report = [] {});
+void SaveDocument(
+    const Document& document, const std::filesystem::path& path, const std::function<void()>& report = [] {});
 
 }  // namespace host

@@ -17,7 +17,8 @@ namespace host {
 namespace {
 
 [[noreturn]] void FailDamaged(const SectionFault& fault) {
-  throw DocumentError(fmt::format("the links section is damaged {}; 'qlinks dump' shows it up to there", FaultText(fault)));
+  throw DocumentError(
+      fmt::format("the links section is damaged {}; 'qlinks dump' shows it up to there", FaultText(fault)));
 }
 
 }  // namespace
@@ -38,8 +39,8 @@ std::unique_ptr<IProductGeometryObjects3D> ReadLinks(const Stream& section, cons
   if (dropped != nullptr) {
     // Versions with one set count each of its records as a validated link too; those are not of the section.
     const bool hasBothSets = link_stream::HasValidatedLinks(section.versions.appVersion);
-    *dropped = records - CountLinks(*links, LinkSet::Unique) -
-               (hasBothSets ? CountLinks(*links, LinkSet::Validated) : 0);
+    *dropped =
+        records - CountLinks(*links, LinkSet::Unique) - (hasBothSets ? CountLinks(*links, LinkSet::Validated) : 0);
   }
   return links;
 }
@@ -55,7 +56,7 @@ Stream WriteLinks(const IProductGeometryObjects3D& links, const StreamVersions& 
   links.WriteMetaObjectsLinks(out);
   if (!out.good()) {
     throw DocumentError(fmt::format("the links cannot be written under application version {} and math version {}",
-                                VersionText(versions.appVersion), VersionText(versions.mathVersion)));
+                                    VersionText(versions.appVersion), VersionText(versions.mathVersion)));
   }
   return Stream{versions, out.TakeBytes()};
 }

@@ -21,8 +21,8 @@ std::unique_ptr<IProductGeometryObjects3D> ReadLinks(const Stream& section, cons
 /// How many links a set holds. Linear.
 std::uint64_t CountLinks(const IProductGeometryObjects3D& links, LinkSet set);
 
-/// The links section of a store under these versions, with the store's write path in force. Throws DocumentError where the
-/// versions cannot carry it.
+/// The links section of a store under these versions, with the store's write path in force. Throws DocumentError where
+/// the versions cannot carry it.
 Stream WriteLinks(const IProductGeometryObjects3D& links, const StreamVersions& versions);
 
 }  // namespace host

@@ -39,9 +39,7 @@ class Walk {
  private:
   std::uint64_t Left() const { return section.size() - position; }
 
-  [[noreturn]] static void Fail(std::uint64_t offset, std::string text) {
-    throw FaultFound{{offset, std::move(text)}};
-  }
+  [[noreturn]] static void Fail(std::uint64_t offset, std::string text) { throw FaultFound{{offset, std::move(text)}}; }
 
   void Set(std::string_view name) {
     const std::uint64_t offset = position;

@@ -70,8 +70,7 @@ void Database::Execute(const char* sql) {
 
 Statement Database::Prepare(std::string_view sql) {
   sqlite3_stmt* prepared = nullptr;
-  const int code =
-      sqlite3_prepare_v2(connection.get(), sql.data(), static_cast<int>(sql.size()), &prepared, nullptr);
+  const int code = sqlite3_prepare_v2(connection.get(), sql.data(), static_cast<int>(sql.size()), &prepared, nullptr);
   if (code != SQLITE_OK) {
     Fail(code);
   }

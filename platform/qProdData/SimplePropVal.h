@@ -29,8 +29,7 @@ class QPRODDATA_API SimplePropVal {
   using Value = std::variant<std::monostate, std::wstring, bool, int, double, DateTime>;
 
   SimplePropVal() = default;
-  explicit SimplePropVal(Value source, UnitId sourceUnit = UnitId::none)
-      : value(std::move(source)), unit(sourceUnit) {}
+  explicit SimplePropVal(Value source, UnitId sourceUnit = UnitId::none) : value(std::move(source)), unit(sourceUnit) {}
   /// Assigns, because a variant whose copy constructor throws for lack of memory destroys what it never held (libstdc++
   /// up to version 12 at least, which takes texts for alternatives that cannot fail).
   SimplePropVal(const SimplePropVal& other) : unit(other.unit) { value = other.value; }

@@ -13,8 +13,7 @@
 const UniqueMetaObjectKey UniqueMetaObjectKey::null;
 
 UniqueMetaObjectKey UniqueMetaObjectKey::Generate() {
-  static constexpr std::string_view c_characters =
-      "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz.";
+  static constexpr std::string_view c_characters = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz.";
   std::array<std::uint8_t, c_generatedLength> random;
   if (getentropy(random.data(), random.size()) != 0) {
     throw std::system_error(errno, std::generic_category(), "no random bytes for a meta object key");

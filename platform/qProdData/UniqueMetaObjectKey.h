@@ -21,9 +21,9 @@ class QPRODDATA_API UniqueMetaObjectKey {
   UniqueMetaObjectKey() = default;
   explicit UniqueMetaObjectKey(std::string keyBytes) : bytes(std::move(keyBytes)) {}
 
-  /// A fresh key of c_generatedLength characters out of 64 (letters, digits, '.' and '_', so that no program takes a key
-  /// for an option): 90 random bits from the system's generator, so that keys cannot be guessed and do not meet. Throws
-  /// std::system_error where the system gives no random bytes.
+  /// A fresh key of c_generatedLength characters out of 64 (letters, digits, '.' and '_', so that no program takes a
+  /// key for an option): 90 random bits from the system's generator, so that keys cannot be guessed and do not meet.
+  /// Throws std::system_error where the system gives no random bytes.
   static UniqueMetaObjectKey Generate();
 
   const std::string& Bytes() const noexcept { return bytes; }

@@ -11,10 +11,10 @@ IfPropertyCalculator::~IfPropertyCalculator() = default;
 IfPartSource::~IfPartSource() = default;
 IfGroupPartSource::~IfGroupPartSource() = default;
 
-constexpr PartAttributes PartHandler::c_defaultAttrs = {.includeFlag = false, .excludeFlag = true,
-                                                        .embodimentBoundFlag = 1};
-constexpr PartAttributes GroupPartHandler::c_defaultAttrs = {.includeFlag = true, .excludeFlag = false,
-                                                             .embodimentBoundFlag = 0};
+constexpr PartAttributes PartHandler::c_defaultAttrs = {
+    .includeFlag = false, .excludeFlag = true, .embodimentBoundFlag = 1};
+constexpr PartAttributes GroupPartHandler::c_defaultAttrs = {
+    .includeFlag = true, .excludeFlag = false, .embodimentBoundFlag = 0};
 
 bool meta_data::SP::IsManualBillet(const IfProductDataAggregator& aggregator, const UniqueMetaObjectKey& key) {
   return aggregator.IsManualBillet(key);

@@ -10,12 +10,9 @@
 
 namespace {
 
-const GeometryObject3D c_solid1 =
-    EquivalentTo(Solid({1, 2, 3, 4, 5, 6, 7}, "a name of more than fifteen bytes"));
-const GeometryObject3D c_solid2 =
-    EquivalentTo(Solid({2, 2, 3, 4, 5, 6, 7}, "a name of more than fifteen bytes"));
-const GeometryObject3D c_solid3 =
-    EquivalentTo(Solid({3, 2, 3, 4, 5, 6, 7}, "a name of more than fifteen bytes"));
+const GeometryObject3D c_solid1 = EquivalentTo(Solid({1, 2, 3, 4, 5, 6, 7}, "a name of more than fifteen bytes"));
+const GeometryObject3D c_solid2 = EquivalentTo(Solid({2, 2, 3, 4, 5, 6, 7}, "a name of more than fifteen bytes"));
+const GeometryObject3D c_solid3 = EquivalentTo(Solid({3, 2, 3, 4, 5, 6, 7}, "a name of more than fifteen bytes"));
 const UniqueMetaObjectKey c_a = LongKey("a");
 const UniqueMetaObjectKey c_b = LongKey("b");
 
@@ -86,8 +83,7 @@ TEST(AKeyFromGetMetaObjectKey, MayBeHandedToReplaceMetaObjectKeyAsTheOldKey) {
 
 TEST(AKeyFromGetMetaObjectKey, MayBeHandedToReplaceMetaObjectKeyAsTheNewKey) {
   const Store fromUnique = FilledStore();
-  fromUnique->ReplaceMetaObjectKey(c_b, fromUnique->GetMetaObjectKey(c_solid1, LinkSet::Unique),
-                                   LinkSet::Both);
+  fromUnique->ReplaceMetaObjectKey(c_b, fromUnique->GetMetaObjectKey(c_solid1, LinkSet::Unique), LinkSet::Both);
   const Store fromValidated = FilledStore();
   fromValidated->ReplaceMetaObjectKey(c_b, fromValidated->GetMetaObjectKey(c_solid2, LinkSet::Validated),
                                       LinkSet::Both);
@@ -110,8 +106,7 @@ TEST(AKeyFromGetMetaObjectKey, MayBeHandedToAddLinksThatRemovesItsLink) {
     const Store store = FilledStore();
     store->AddLinks(store->GetMetaObjectKey(c_solid1, source), {c_solid1, c_solid2, c_solid3}, LinkSet::Both);
     EXPECT_EQ(UniqueContents(store), (Links{{c_a, c_solid1}}));
-    EXPECT_EQ(ValidatedContents(store),
-              (Links{{c_a, c_solid1}, {c_a, c_solid2}, {c_a, c_solid3}, {c_b, c_solid1}}));
+    EXPECT_EQ(ValidatedContents(store), (Links{{c_a, c_solid1}, {c_a, c_solid2}, {c_a, c_solid3}, {c_b, c_solid1}}));
   }
 }
 
@@ -223,13 +218,12 @@ TEST(AStoredRecord, MayHaveItsPathsHandedToReplaceComponentPathAsTheNewPath) {
 }
 
 TEST(AStoredRecord, MayHaveItsSecondPathHandedToReplaceComponentPathThoughItIsExchangedOnTheWay) {
-  const Store store = MakeStore(
-      {{Key("a"), Solid({9}, "n", {9})}, {Key("b"), Solid({9}, "n", {8})}, {Key("c"), Solid({10}, "n")}},
-      LinkSet::Validated);
+  const Store store =
+      MakeStore({{Key("a"), Solid({9}, "n", {9})}, {Key("b"), Solid({9}, "n", {8})}, {Key("c"), Solid({10}, "n")}},
+                LinkSet::Validated);
   const ProductGeometryObject3D& record = Stored(store, {Key("a"), Solid({9}, "n", {9})}, LinkSet::Validated);
   // The second object finds the link of a again, which has the same place, and gives it its own second path.
   store->ReplaceComponentPath({}, record.geometry.secondPath);
-  EXPECT_EQ(ValidatedContents(store), (Links{{Key("a"), Solid({9}, "n", {8})},
-                                             {Key("b"), Solid({9}, "n", {8})},
-                                             {Key("c"), Solid({9}, "n")}}));
+  EXPECT_EQ(ValidatedContents(store),
+            (Links{{Key("a"), Solid({9}, "n", {8})}, {Key("b"), Solid({9}, "n", {8})}, {Key("c"), Solid({9}, "n")}}));
 }

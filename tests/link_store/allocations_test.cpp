@@ -10,8 +10,7 @@
 
 namespace {
 
-const GeometryObject3D c_deep =
-    EquivalentTo(Solid({9, 8, 7, 6, 5, 4, 3, 2, 1}, "a name of more than fifteen bytes"));
+const GeometryObject3D c_deep = EquivalentTo(Solid({9, 8, 7, 6, 5, 4, 3, 2, 1}, "a name of more than fifteen bytes"));
 const GeometryObject3D c_deepToo =
     EquivalentTo(Solid({8, 8, 7, 6, 5, 4, 3, 2, 1}, "a name of more than fifteen bytes"));
 
@@ -71,8 +70,7 @@ TEST(HasLink, AllocatesNothing) {
 
 TEST(GetMetaObjectKey, AllocatesNothing) {
   const Store store = StoreOfLongLinks();
-  const GeometryObject3D unknown =
-      EquivalentTo(Solid({9, 9, 9, 9, 9, 9, 9, 9}, "another name of that length"));
+  const GeometryObject3D unknown = EquivalentTo(Solid({9, 9, 9, 9, 9, 9, 9, 9}, "another name of that length"));
   for (const LinkSet set : {LinkSet::Unique, LinkSet::Validated, LinkSet::Both}) {
     EXPECT_EQ(AllocationsOf([&] { store->GetMetaObjectKey(c_deep, set); }), 0U);
     EXPECT_EQ(AllocationsOf([&] { store->GetMetaObjectKey(unknown, set); }), 0U);
@@ -97,12 +95,9 @@ TEST(Removals, AllocateNothing) {
   const std::set<UniqueMetaObjectKey> keys{LongKey("a"), LongKey("b"), LongKey("unknown")};
   for (const LinkSet set : {LinkSet::Both, LinkSet::Unique, LinkSet::Validated, static_cast<LinkSet>(3)}) {
     EXPECT_EQ(AllocationsOf([&, store = StoreOfLongLinks()] { store->RemoveLink(c_deep, key, set); }), 0U);
-    EXPECT_EQ(
-        AllocationsOf([&, store = StoreOfLongLinks()] { store->RemoveGeometryObjectLinks(c_deep, set); }),
-        0U);
+    EXPECT_EQ(AllocationsOf([&, store = StoreOfLongLinks()] { store->RemoveGeometryObjectLinks(c_deep, set); }), 0U);
     EXPECT_EQ(AllocationsOf([&, store = StoreOfLongLinks()] { store->RemoveMetaObjectLinks(key, set); }), 0U);
-    EXPECT_EQ(AllocationsOf([&, store = StoreOfLongLinks()] { store->RemoveMetaObjectsLinks(keys, set); }),
-              0U);
+    EXPECT_EQ(AllocationsOf([&, store = StoreOfLongLinks()] { store->RemoveMetaObjectsLinks(keys, set); }), 0U);
     EXPECT_EQ(AllocationsOf([store = StoreOfLongLinks()] { store->ClearLinks(); }), 0U);
   }
 }

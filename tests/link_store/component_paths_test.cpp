@@ -29,8 +29,7 @@ std::vector<ComponentPath> Paths(const Store& store, LinkSet set) {
 
 using ComponentPaths = std::vector<ComponentPath>;
 
-void ExpectMoved(const ComponentPaths& before, const MbPath& from, const MbPath& to,
-                 const ComponentPaths& after) {
+void ExpectMoved(const ComponentPaths& before, const MbPath& from, const MbPath& to, const ComponentPaths& after) {
   const Store store = StoreOfPaths(before);
   store->ReplaceComponentPath(from, to);
   EXPECT_EQ(Paths(store, LinkSet::Unique), after);
@@ -40,8 +39,7 @@ void ExpectMoved(const ComponentPaths& before, const MbPath& from, const MbPath&
 }  // namespace
 
 TEST(ReplaceComponentPath, MovesEveryLinkOfTheBranchInBothSets) {
-  ExpectMoved({{2, 1}, {7, 2, 1}, {8, 7, 2, 1}, {2, 2}}, {2, 1}, {5, 4},
-              {{5, 4}, {7, 5, 4}, {8, 7, 5, 4}, {2, 2}});
+  ExpectMoved({{2, 1}, {7, 2, 1}, {8, 7, 2, 1}, {2, 2}}, {2, 1}, {5, 4}, {{5, 4}, {7, 5, 4}, {8, 7, 5, 4}, {2, 2}});
 }
 
 TEST(ReplaceComponentPath, TellsABranchByTheOutermostComponentsWhichStandLast) {
@@ -105,14 +103,12 @@ TEST(ReplaceComponentPath, KeepsTypeNameAndSecondPath) {
 }
 
 TEST(ReplaceComponentPath, MovesPathsOfMoreLevelsThanLiveInsideTheObject) {
-  ExpectMoved({{9, 8, 7, 6, 5, 4, 3, 2, 1}}, {4, 3, 2, 1}, {14, 13, 12, 11},
-              {{9, 8, 7, 6, 5, 14, 13, 12, 11}});
+  ExpectMoved({{9, 8, 7, 6, 5, 4, 3, 2, 1}}, {4, 3, 2, 1}, {14, 13, 12, 11}, {{9, 8, 7, 6, 5, 14, 13, 12, 11}});
 }
 
 TEST(ReplaceComponentPath, MovesEveryLinkOfOneGeometryObjectInTheValidatedSet) {
-  const Store store =
-      MakeStore({{Key("c"), Solid({1}, "n")}, {Key("a"), Solid({1}, "n")}, {Key("b"), Solid({1}, "n")}},
-                LinkSet::Validated);
+  const Store store = MakeStore({{Key("c"), Solid({1}, "n")}, {Key("a"), Solid({1}, "n")}, {Key("b"), Solid({1}, "n")}},
+                                LinkSet::Validated);
   store->ReplaceComponentPath({1}, {2});
   EXPECT_EQ(Paths(store, LinkSet::Validated), (ComponentPaths{{2}, {2}, {2}}));
   EXPECT_EQ(store->GetMetaObjectKeys(Solid({2}, "n")).size(), 3U);
@@ -123,8 +119,7 @@ TEST(ReplaceComponentPath, GivesEachOfSeveralEquivalentObjectsItsOwnSecondPath) 
   const Store store =
       MakeStore({{Key("b"), Solid({1}, "n", {10})}, {Key("a"), Solid({1}, "n", {20})}}, LinkSet::Validated);
   store->ReplaceComponentPath({1}, {2});
-  EXPECT_EQ(ValidatedContents(store),
-            (Links{{Key("a"), Solid({2}, "n", {20})}, {Key("b"), Solid({2}, "n", {10})}}));
+  EXPECT_EQ(ValidatedContents(store), (Links{{Key("a"), Solid({2}, "n", {20})}, {Key("b"), Solid({2}, "n", {10})}}));
 }
 
 TEST(ReplaceComponentPath, OntoALinkOfTheUniqueSetDropsTheChangedLinkAndKeepsTheOther) {
@@ -133,18 +128,15 @@ TEST(ReplaceComponentPath, OntoALinkOfTheUniqueSetDropsTheChangedLinkAndKeepsThe
   store->AddLink(Key("b"), Solid({3, 2}, "n", {20}), LinkSet::Unique);
   store->AddLink(Key("c"), Solid({4, 1}, "n"), LinkSet::Unique);
   store->ReplaceComponentPath({1}, {2});
-  EXPECT_EQ(UniqueContents(store),
-            (Links{{Key("b"), Solid({3, 2}, "n", {20})}, {Key("c"), Solid({4, 2}, "n")}}));
+  EXPECT_EQ(UniqueContents(store), (Links{{Key("b"), Solid({3, 2}, "n", {20})}, {Key("c"), Solid({4, 2}, "n")}}));
 }
 
 TEST(ReplaceComponentPath, OntoAPairOfTheValidatedSetDropsTheChangedLinkAndKeepsTheOther) {
-  const Store store = MakeStore({{Key("a"), Solid({1}, "n", {10})},
-                                 {Key("a"), Solid({2}, "n", {20})},
-                                 {Key("b"), Solid({1}, "n", {30})}},
-                                LinkSet::Validated);
+  const Store store = MakeStore(
+      {{Key("a"), Solid({1}, "n", {10})}, {Key("a"), Solid({2}, "n", {20})}, {Key("b"), Solid({1}, "n", {30})}},
+      LinkSet::Validated);
   store->ReplaceComponentPath({1}, {2});
-  EXPECT_EQ(ValidatedContents(store),
-            (Links{{Key("a"), Solid({2}, "n", {20})}, {Key("b"), Solid({2}, "n", {30})}}));
+  EXPECT_EQ(ValidatedContents(store), (Links{{Key("a"), Solid({2}, "n", {20})}, {Key("b"), Solid({2}, "n", {30})}}));
 }
 
 TEST(ReplaceComponentPath, ThatDropsALinkOfTheUniqueSetMovesThatOfTheValidatedSet) {
@@ -173,14 +165,12 @@ TEST(ReplaceComponentPath, FindsALinkAgainThatAnEarlierMovePutBeforeALaterOneOfT
   const Store store =
       MakeStore({{Key("a"), Solid({1}, "n", {10})}, {Key("b"), Solid({2}, "n", {20})}}, LinkSet::Validated);
   store->ReplaceComponentPath({}, {2});
-  EXPECT_EQ(ValidatedContents(store),
-            (Links{{Key("a"), Solid({2}, "n", {20})}, {Key("b"), Solid({2}, "n", {20})}}));
+  EXPECT_EQ(ValidatedContents(store), (Links{{Key("a"), Solid({2}, "n", {20})}, {Key("b"), Solid({2}, "n", {20})}}));
 }
 
 TEST(ReplaceComponentPath, KeepsThePlaceOfALinkAmongTheLinksOfItsKey) {
-  const Store store =
-      MakeStore({{Key("k"), Solid({5}, "n")}, {Key("k"), Solid({1}, "n")}, {Key("k"), Solid({3}, "n")}},
-                LinkSet::Validated);
+  const Store store = MakeStore({{Key("k"), Solid({5}, "n")}, {Key("k"), Solid({1}, "n")}, {Key("k"), Solid({3}, "n")}},
+                                LinkSet::Validated);
   store->ReplaceComponentPath({1}, {9});
   EXPECT_EQ(Paths(store, LinkSet::Validated), (ComponentPaths{{5}, {9}, {3}}));
 }

@@ -83,8 +83,8 @@ TEST(AStore, ReleasesItsValidatorWhenItIsReleased) {
 TEST(AStore, IsReleasedThroughItsBaseInterface) {
   auto held = std::make_shared<int>();
   const std::weak_ptr<int> watched = held;
-  std::unique_ptr<IProductGeometryObjects> store = CreateProductGeometryObjects3D(
-      [held = std::move(held)](const ProductGeometryObject3D&) { return true; });
+  std::unique_ptr<IProductGeometryObjects> store =
+      CreateProductGeometryObjects3D([held = std::move(held)](const ProductGeometryObject3D&) { return true; });
   store.reset();
   EXPECT_TRUE(watched.expired());
 }

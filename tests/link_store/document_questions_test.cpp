@@ -83,8 +83,7 @@ TEST(MetaObjectToWrapper, OfAKeyThatTheUniqueSetDoesNotLinkAsksForADefaultGeomet
   for (const UniqueMetaObjectKey& key : {Key("v"), Key("unknown")}) {
     StrictMock<MockDocument> document;
     StrictMock<MockComponent> given;
-    EXPECT_CALL(document, FindWrapper(GeometryObject3D(), &given))
-        .WillOnce(Return(CompTrObject<IfSomething>()));
+    EXPECT_CALL(document, FindWrapper(GeometryObject3D(), &given)).WillOnce(Return(CompTrObject<IfSomething>()));
     LinkedStore()->MetaObjectToWrapper(key, document, &given);
   }
 }

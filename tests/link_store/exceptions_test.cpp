@@ -32,8 +32,8 @@ void ExpectNoMemoryAt(std::size_t nth, const Change& change) {
 }
 
 Store StoreOfLongLinks() {
-  Store store = MakeStore(
-      {{LongKey("a"), c_solid1}, {LongKey("a"), c_deep}, {LongKey("b"), c_deep}, {LongKey("c"), c_solid1}});
+  Store store =
+      MakeStore({{LongKey("a"), c_solid1}, {LongKey("a"), c_deep}, {LongKey("b"), c_deep}, {LongKey("c"), c_solid1}});
   store->AddLink(LongKey("a"), c_longNamed, LinkSet::Both);
   return store;
 }
@@ -95,8 +95,7 @@ TEST(SetLinkValidater, RemovesNothingWhereTheListOfRejectedLinksGetsNoMemory) {
 }
 
 TEST(ReplaceMetaObjectKey, ErasesTheLinkWhoseNewKeyGetsNoMemoryAndKeepsTheEarlierChanges) {
-  const Store store =
-      MakeStore({{Key("a"), c_solid1}, {Key("a"), c_solid2}, {Key("a"), c_solid3}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("a"), c_solid1}, {Key("a"), c_solid2}, {Key("a"), c_solid3}}, LinkSet::Validated);
   const UniqueMetaObjectKey to = LongKey("z");
   ExpectNoMemoryAt(2, [&] { store->ReplaceMetaObjectKey(Key("a"), to, LinkSet::Validated); });
   EXPECT_EQ(ValidatedContents(store), (Links{{Key("a"), c_solid3}, {to, c_solid1}}));
@@ -120,9 +119,8 @@ TEST(ReplaceMetaObjectKey, ThatGetsNoMemoryForTheValidatedSetLeavesTheUniqueSetC
 
 TEST(ReplaceGeometryObject, ErasesTheLinkWhoseNewObjectGetsNoMemoryAndKeepsTheEarlierChanges) {
   for (const GeometryObject3D& to : {c_longNamed, c_deep}) {
-    const Store store =
-        MakeStore({{Key("a"), c_solid1}, {Key("b"), c_solid1}, {Key("c"), c_solid1}, {Key("d"), c_solid2}},
-                  LinkSet::Validated);
+    const Store store = MakeStore(
+        {{Key("a"), c_solid1}, {Key("b"), c_solid1}, {Key("c"), c_solid1}, {Key("d"), c_solid2}}, LinkSet::Validated);
     ExpectNoMemoryAt(2, [&] { store->ReplaceGeometryObject(c_solid1, to); });
     EXPECT_EQ(ValidatedContents(store), (Links{{Key("a"), to}, {Key("c"), c_solid1}, {Key("d"), c_solid2}}));
   }

@@ -147,8 +147,7 @@ std::vector<Case> Cases() {
       [](PreparedOperation& operation) { operation.writePath = Deep(1).componentPath; });
   add("SetWriteComponentPath null", Kind::setWriteComponentPath, asItIs);
   add("RegenerateMetaObjectKeys", Kind::regenerateMetaObjectKeys, [](PreparedOperation& operation) {
-    operation.generatedKeys = {LongText("n1"), "n2",           LongText("n3"),
-                               LongText("n4"), LongText("n5"), LongText("n6")};
+    operation.generatedKeys = {LongText("n1"), "n2", LongText("n3"), LongText("n4"), LongText("n5"), LongText("n6")};
   });
   // What is replaced is short, since a long value would lend its memory to the new one.
   add("ReplaceGeometryObject", Kind::replaceGeometryObject, [](PreparedOperation& operation) {
@@ -213,8 +212,7 @@ PreparedOperation ArgumentsIn(const Case& tested, const IProductGeometryObjects3
   PreparedOperation operation = tested.operation;
   if (tested.isAliased) {
     for (const ProductGeometryObject3D& record : UniqueLinksOf(store)) {
-      operation.key.stored =
-          record.metaKey.Bytes() == operation.key.value ? &record.metaKey : operation.key.stored;
+      operation.key.stored = record.metaKey.Bytes() == operation.key.value ? &record.metaKey : operation.key.stored;
       operation.geometry.stored =
           NaiveOf(record.geometry) == operation.geometry.value ? &record.geometry : operation.geometry.stored;
     }

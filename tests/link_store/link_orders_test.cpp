@@ -13,24 +13,21 @@ ProductGeometryObject3D Record(const UniqueMetaObjectKey& key, const GeometryObj
 }
 
 template <class Order>
-bool AreOrdered(const Order& isLess, const ProductGeometryObject3D& first,
-                const ProductGeometryObject3D& second) {
+bool AreOrdered(const Order& isLess, const ProductGeometryObject3D& first, const ProductGeometryObject3D& second) {
   return isLess(first, second) && !isLess(second, first);
 }
 
 template <class Order>
-bool AreEquivalentIn(const Order& isLess, const ProductGeometryObject3D& left,
-                     const ProductGeometryObject3D& right) {
+bool AreEquivalentIn(const Order& isLess, const ProductGeometryObject3D& left, const ProductGeometryObject3D& right) {
   return !isLess(left, right) && !isLess(right, left);
 }
 
 std::vector<ProductGeometryObject3D> RecordsOfManyKinds() {
   std::vector<ProductGeometryObject3D> records;
-  for (const UniqueMetaObjectKey& key :
-       {Key(""), Key("a"), Key({"a\0", 2}), Key("ab"), Key("\x7F"), Key("\x80")}) {
+  for (const UniqueMetaObjectKey& key : {Key(""), Key("a"), Key({"a\0", 2}), Key("ab"), Key("\x7F"), Key("\x80")}) {
     for (const GeometryObject3D& geometry :
-         {GeometryObject3D(), Solid({1}, "n"), EquivalentTo(Solid({1}, "n")), Solid({1, 2}, "n"),
-          Solid({1}, "m"), PartComponent({1}), EquivalentTo(PartComponent({1}))}) {
+         {GeometryObject3D(), Solid({1}, "n"), EquivalentTo(Solid({1}, "n")), Solid({1, 2}, "n"), Solid({1}, "m"),
+          PartComponent({1}), EquivalentTo(PartComponent({1}))}) {
       records.push_back({key, geometry});
     }
   }
@@ -46,8 +43,7 @@ void ExpectStrictWeakOrder(const Order& isLess) {
       ASSERT_FALSE(isLess(a, b) && isLess(b, a));
       for (const auto& c : records) {
         ASSERT_TRUE(!(isLess(a, b) && isLess(b, c)) || isLess(a, c));
-        ASSERT_TRUE(!(AreEquivalentIn(isLess, a, b) && AreEquivalentIn(isLess, b, c)) ||
-                    AreEquivalentIn(isLess, a, c));
+        ASSERT_TRUE(!(AreEquivalentIn(isLess, a, b) && AreEquivalentIn(isLess, b, c)) || AreEquivalentIn(isLess, a, c));
       }
     }
   }
@@ -123,8 +119,7 @@ TEST(KeyOrder, PutsTheEmptyKeyFirst) {
 }
 
 TEST(KeyOrder, TakesKeysOfTheSameLengthAndBytesAsEquivalentWhateverTheirGeometryObjects) {
-  EXPECT_TRUE(
-      AreEquivalentIn(KeyOrder(), Record(Key("a"), Solid({1}, "n")), Record(Key("a"), Solid({2}, "m"))));
+  EXPECT_TRUE(AreEquivalentIn(KeyOrder(), Record(Key("a"), Solid({1}, "n")), Record(Key("a"), Solid({2}, "m"))));
 }
 
 TEST(KeyOrder, ComparesRecordsWithBareKeys) {
@@ -135,17 +130,14 @@ TEST(KeyOrder, ComparesRecordsWithBareKeys) {
 }
 
 TEST(GeometryOrder, IsTheOrderOfGeometryObjectsWhateverTheKeys) {
-  EXPECT_TRUE(
-      AreOrdered(GeometryOrder(), Record(Key("b"), Solid({1}, "n")), Record(Key("a"), Solid({2}, "n"))));
-  EXPECT_TRUE(
-      AreEquivalentIn(GeometryOrder(), Record(Key("b"), Solid({1}, "n")), Record(Key("a"), Solid({1}, "n"))));
+  EXPECT_TRUE(AreOrdered(GeometryOrder(), Record(Key("b"), Solid({1}, "n")), Record(Key("a"), Solid({2}, "n"))));
+  EXPECT_TRUE(AreEquivalentIn(GeometryOrder(), Record(Key("b"), Solid({1}, "n")), Record(Key("a"), Solid({1}, "n"))));
 }
 
 TEST(GeometryOrder, TakesObjectsThatAreNotEqualAsEquivalentWhenNeitherIsLess) {
   const GeometryObject3D geometry = Solid({1}, "n");
   ASSERT_NE(geometry, EquivalentTo(geometry));
-  EXPECT_TRUE(
-      AreEquivalentIn(GeometryOrder(), Record(Key("a"), geometry), Record(Key("a"), EquivalentTo(geometry))));
+  EXPECT_TRUE(AreEquivalentIn(GeometryOrder(), Record(Key("a"), geometry), Record(Key("a"), EquivalentTo(geometry))));
 }
 
 TEST(GeometryOrder, ComparesRecordsWithBareGeometryObjects) {
@@ -158,8 +150,7 @@ TEST(GeometryOrder, ComparesRecordsWithBareGeometryObjects) {
 
 TEST(LinkOrder, ComparesKeysFirst) {
   EXPECT_TRUE(AreOrdered(LinkOrder(), Record(Key("a"), Solid({9}, "z")), Record(Key("b"), Solid({1}, "a"))));
-  EXPECT_TRUE(
-      AreOrdered(LinkOrder(), Record(Key("\x7F"), Solid({9}, "z")), Record(Key("\x80"), Solid({1}, "a"))));
+  EXPECT_TRUE(AreOrdered(LinkOrder(), Record(Key("\x7F"), Solid({9}, "z")), Record(Key("\x80"), Solid({1}, "a"))));
 }
 
 TEST(LinkOrder, ComparesGeometryObjectsWhereTheKeysAreEqual) {
@@ -168,8 +159,7 @@ TEST(LinkOrder, ComparesGeometryObjectsWhereTheKeysAreEqual) {
 
 TEST(LinkOrder, TakesEqualKeysWithEquivalentGeometryObjectsAsTheSameLinkEvenWhereTheseAreNotEqual) {
   const GeometryObject3D geometry = Solid({1}, "n");
-  EXPECT_TRUE(
-      AreEquivalentIn(LinkOrder(), Record(Key("a"), geometry), Record(Key("a"), EquivalentTo(geometry))));
+  EXPECT_TRUE(AreEquivalentIn(LinkOrder(), Record(Key("a"), geometry), Record(Key("a"), EquivalentTo(geometry))));
 }
 
 TEST(LinkOrder, PutsADefaultRecordBeforeEveryRecordWithAKey) {

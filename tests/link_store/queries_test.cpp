@@ -14,8 +14,7 @@ const GeometryObject3D c_solid3 = Solid({3}, "n");
 /// Different answers in the two sets: the unique set links a to c_solid1 and b to c_solid2; the validated set
 /// links a to c_solid2 and c_solid3, and c to c_solid2.
 Store StoreOfDifferentSets() {
-  Store store =
-      MakeStore({{Key("a"), c_solid2}, {Key("a"), c_solid3}, {Key("c"), c_solid2}}, LinkSet::Validated);
+  Store store = MakeStore({{Key("a"), c_solid2}, {Key("a"), c_solid3}, {Key("c"), c_solid2}}, LinkSet::Validated);
   store->AddLink(Key("a"), c_solid1, LinkSet::Unique);
   store->AddLink(Key("b"), c_solid2, LinkSet::Unique);
   return store;
@@ -45,8 +44,7 @@ TEST(GetGeometryObjects, GivesThoseOfTheValidatedSetInOrderOfEntryAndNoneOfTheUn
 }
 
 TEST(GetGeometryObjects, GivesCopiesWhole) {
-  const GeometryObject3D geometry =
-      EquivalentTo(Solid({1, 2, 3, 4, 5, 6, 7}, "a name of more than fifteen bytes"));
+  const GeometryObject3D geometry = EquivalentTo(Solid({1, 2, 3, 4, 5, 6, 7}, "a name of more than fifteen bytes"));
   const Store store = MakeStore({{Key("k"), geometry}});
   EXPECT_EQ(store->GetGeometryObjects(Key("k"), LinkSet::Unique), (Geometries{geometry}));
   EXPECT_EQ(store->GetGeometryObjects(Key("k"), LinkSet::Validated), (Geometries{geometry}));
@@ -54,8 +52,7 @@ TEST(GetGeometryObjects, GivesCopiesWhole) {
 }
 
 TEST(GetGeometryObjects, TellsKeysApartByEveryByteAndByTheirLength) {
-  const Store store =
-      MakeStore({{Key("k"), c_solid1}, {Key({"k\0", 2}), c_solid2}, {Key("k\x80"), c_solid3}});
+  const Store store = MakeStore({{Key("k"), c_solid1}, {Key({"k\0", 2}), c_solid2}, {Key("k\x80"), c_solid3}});
   for (const LinkSet set : {LinkSet::Unique, LinkSet::Validated}) {
     EXPECT_EQ(store->GetGeometryObjects(Key("k"), set), (Geometries{c_solid1}));
     EXPECT_EQ(store->GetGeometryObjects(Key({"k\0", 2}), set), (Geometries{c_solid2}));
@@ -208,12 +205,10 @@ TEST(ForEachLink, EndsWithTheExceptionOfTheVisitor) {
 }
 
 TEST(GetValidatedOnlyGeometryObjects, GivesThoseOfTheValidatedSetThatTheUniqueSetDoesNotLinkInOrderOfEntry) {
-  const Store store =
-      MakeStore({{Key("a"), c_solid3}, {Key("a"), c_solid1}, {Key("a"), c_solid2}, {Key("b"), c_solid1}},
-                LinkSet::Validated);
+  const Store store = MakeStore(
+      {{Key("a"), c_solid3}, {Key("a"), c_solid1}, {Key("a"), c_solid2}, {Key("b"), c_solid1}}, LinkSet::Validated);
   store->AddLink(Key("a"), c_solid1, LinkSet::Unique);
-  EXPECT_EQ(store->GetValidatedOnlyGeometryObjects(Key("a"), nullptr, nullptr),
-            (Geometries{c_solid3, c_solid2}));
+  EXPECT_EQ(store->GetValidatedOnlyGeometryObjects(Key("a"), nullptr, nullptr), (Geometries{c_solid3, c_solid2}));
   EXPECT_EQ(store->GetValidatedOnlyGeometryObjects(Key("b"), nullptr, nullptr), (Geometries{c_solid1}));
   EXPECT_EQ(store->GetValidatedOnlyGeometryObjects(Key("unknown"), nullptr, nullptr), Geometries());
 }
@@ -248,8 +243,8 @@ TEST(GetValidatedOnlyGeometryObjects, SetsBothFlagsToFalseWhereNoLinkIsShared) {
 TEST(GetValidatedOnlyGeometryObjects, SetsTheSecondFlagOnlyForASharedComponentOfAPart) {
   for (const std::uint32_t type : {0U, 1U, 103U, 104U, 105U, 200U}) {
     SCOPED_TRACE(type);
-    const Store store = MakeStore(
-        {{Key("a"), GeometryObject3D(type, {1}, {}, {})}, {Key("a"), PartComponent({2})}}, LinkSet::Both);
+    const Store store =
+        MakeStore({{Key("a"), GeometryObject3D(type, {1}, {}, {})}, {Key("a"), PartComponent({2})}}, LinkSet::Both);
     bool sharedFound = false;
     bool sharedPartFound = false;
     EXPECT_EQ(store->GetValidatedOnlyGeometryObjects(Key("a"), &sharedFound, &sharedPartFound),

@@ -23,14 +23,12 @@ TEST(RegenerateMetaObjectKeys, OfAnEmptyStoreMakesNoKeyAndReturnsAnEmptyMap) {
 }
 
 TEST(RegenerateMetaObjectKeys, GivesEveryUniqueLinkAFreshKeyMadeInKeyOrder) {
-  const Store store =
-      MakeStore({{Key("c"), c_solid1}, {Key("a"), c_solid2}, {Key("b"), c_solid3}}, LinkSet::Unique);
+  const Store store = MakeStore({{Key("c"), c_solid1}, {Key("a"), c_solid2}, {Key("b"), c_solid3}}, LinkSet::Unique);
   const GeneratedKeys generated({Key("n1"), Key("n2"), Key("n3")});
   const KeyMap expected{{Key("a"), Key("n1")}, {Key("b"), Key("n2")}, {Key("c"), Key("n3")}};
   EXPECT_EQ(store->RegenerateMetaObjectKeys(), expected);
   EXPECT_EQ(generated.Calls(), 3U);
-  EXPECT_EQ(UniqueContents(store),
-            (Links{{Key("n1"), c_solid2}, {Key("n2"), c_solid3}, {Key("n3"), c_solid1}}));
+  EXPECT_EQ(UniqueContents(store), (Links{{Key("n1"), c_solid2}, {Key("n2"), c_solid3}, {Key("n3"), c_solid1}}));
 }
 
 TEST(RegenerateMetaObjectKeys, GivesAKeyOfBothSetsOneNewKeyTheSameInBoth) {
@@ -54,18 +52,15 @@ TEST(RegenerateMetaObjectKeys, MakesTheKeysOfTheUniqueSetBeforeThoseThatOnlyTheV
 }
 
 TEST(RegenerateMetaObjectKeys, ChangesOnlyTheFirstOfSeveralValidatedLinksOfOneKey) {
-  const Store store =
-      MakeStore({{Key("k"), c_solid2}, {Key("k"), c_solid1}, {Key("k"), c_solid3}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("k"), c_solid2}, {Key("k"), c_solid1}, {Key("k"), c_solid3}}, LinkSet::Validated);
   const GeneratedKeys generated({Key("new")});
   EXPECT_EQ(store->RegenerateMetaObjectKeys(), (KeyMap{{Key("k"), Key("new")}}));
   EXPECT_EQ(generated.Calls(), 1U);
-  EXPECT_EQ(ValidatedContents(store),
-            (Links{{Key("k"), c_solid1}, {Key("k"), c_solid3}, {Key("new"), c_solid2}}));
+  EXPECT_EQ(ValidatedContents(store), (Links{{Key("k"), c_solid1}, {Key("k"), c_solid3}, {Key("new"), c_solid2}}));
 }
 
 TEST(RegenerateMetaObjectKeys, LeavesTheOtherLinksOfAKeyToReplaceMetaObjectKeyWithTheMap) {
-  const Store store =
-      MakeStore({{Key("k"), c_solid2}, {Key("k"), c_solid1}, {Key("k"), c_solid3}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("k"), c_solid2}, {Key("k"), c_solid1}, {Key("k"), c_solid3}}, LinkSet::Validated);
   const GeneratedKeys generated({Key("new")});
   for (const auto& [oldKey, newKey] : store->RegenerateMetaObjectKeys()) {
     store->ReplaceMetaObjectKey(oldKey, newKey, LinkSet::Validated);
@@ -100,8 +95,7 @@ TEST(RegenerateMetaObjectKeys, DropsALinkOfTheUniqueSetWhoseNewKeyIsTakenThere) 
 }
 
 TEST(RegenerateMetaObjectKeys, DropsALinkOfTheValidatedSetWhoseNewPairIsTakenThere) {
-  const Store store =
-      MakeStore({{Key("a"), c_solid1}, {Key("b"), c_solid1}, {Key("b"), c_solid2}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("a"), c_solid1}, {Key("b"), c_solid1}, {Key("b"), c_solid2}}, LinkSet::Validated);
   store->AddLink(Key("a"), c_solid3, LinkSet::Unique);
   const GeneratedKeys generated({Key("b"), Key("x")});
   store->RegenerateMetaObjectKeys();

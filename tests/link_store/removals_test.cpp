@@ -11,11 +11,8 @@ const GeometryObject3D c_solid2 = Solid({2}, "n");
 const GeometryObject3D c_solid3 = Solid({3}, "n");
 
 const Links c_unique{{Key("a"), c_solid1}, {Key("b"), c_solid2}, {Key("c"), c_solid3}};
-const Links c_validated{{Key("a"), c_solid1},
-                        {Key("a"), c_solid2},
-                        {Key("b"), c_solid1},
-                        {Key("b"), c_solid2},
-                        {Key("c"), c_solid3}};
+const Links c_validated{
+    {Key("a"), c_solid1}, {Key("a"), c_solid2}, {Key("b"), c_solid1}, {Key("b"), c_solid2}, {Key("c"), c_solid3}};
 
 Store FilledStore() {
   Store store = MakeStore(c_validated, LinkSet::Validated);
@@ -41,15 +38,13 @@ void ExpectLeft(const Links& uniqueLeft, const Links& validatedLeft, const Remov
 }  // namespace
 
 TEST(RemoveGeometryObjectLinks, RemovesEveryLinkOfTheGeometryObjectFromTheChosenSets) {
-  ExpectLeft(
-      {{Key("b"), c_solid2}, {Key("c"), c_solid3}},
-      {{Key("a"), c_solid2}, {Key("b"), c_solid2}, {Key("c"), c_solid3}},
-      [](IProductGeometryObjects3D& store, LinkSet set) { store.RemoveGeometryObjectLinks(c_solid1, set); });
+  ExpectLeft({{Key("b"), c_solid2}, {Key("c"), c_solid3}},
+             {{Key("a"), c_solid2}, {Key("b"), c_solid2}, {Key("c"), c_solid3}},
+             [](IProductGeometryObjects3D& store, LinkSet set) { store.RemoveGeometryObjectLinks(c_solid1, set); });
 }
 
 TEST(RemoveGeometryObjectLinks, FindsTheGeometryObjectByItsOrderNotByEquality) {
-  const Store store =
-      MakeStore({{Key("a"), c_solid1}, {Key("b"), EquivalentTo(c_solid1)}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("a"), c_solid1}, {Key("b"), EquivalentTo(c_solid1)}}, LinkSet::Validated);
   store->AddLink(Key("a"), EquivalentTo(c_solid1), LinkSet::Unique);
   store->RemoveGeometryObjectLinks(c_solid1, LinkSet::Both);
   EXPECT_EQ(UniqueContents(store), Links());
@@ -71,10 +66,9 @@ TEST(RemoveGeometryObjectLinks, RemovesValidatedLinksThatTheUniqueSetDoesNotHave
 }
 
 TEST(RemoveLink, RemovesTheOneLinkFromTheChosenSets) {
-  ExpectLeft(
-      {{Key("a"), c_solid1}, {Key("c"), c_solid3}},
-      {{Key("a"), c_solid1}, {Key("a"), c_solid2}, {Key("b"), c_solid1}, {Key("c"), c_solid3}},
-      [](IProductGeometryObjects3D& store, LinkSet set) { store.RemoveLink(c_solid2, Key("b"), set); });
+  ExpectLeft({{Key("a"), c_solid1}, {Key("c"), c_solid3}},
+             {{Key("a"), c_solid1}, {Key("a"), c_solid2}, {Key("b"), c_solid1}, {Key("c"), c_solid3}},
+             [](IProductGeometryObjects3D& store, LinkSet set) { store.RemoveLink(c_solid2, Key("b"), set); });
 }
 
 TEST(RemoveLink, RemovesFromOneSetWhereTheOtherDoesNotHaveTheLink) {
@@ -115,9 +109,9 @@ TEST(RemoveLink, LeavesKeysOfAnotherLength) {
 }
 
 TEST(RemoveLink, LeavesTheLinksOfOtherKeysToTheSameGeometryObject) {
-  const Store store = MakeStore(
-      {{Key("k"), c_solid1}, {Key({"k\0", 2}), c_solid1}, {Key(""), c_solid1}, {Key("\x80"), c_solid1}},
-      LinkSet::Validated);
+  const Store store =
+      MakeStore({{Key("k"), c_solid1}, {Key({"k\0", 2}), c_solid1}, {Key(""), c_solid1}, {Key("\x80"), c_solid1}},
+                LinkSet::Validated);
   store->RemoveLink(c_solid1, Key("k"), LinkSet::Validated);
   EXPECT_EQ(ValidatedContents(store),
             (Links{{Key(""), c_solid1}, {Key({"k\0", 2}), c_solid1}, {Key("\x80"), c_solid1}}));
@@ -131,10 +125,9 @@ TEST(RemoveLink, FindsTheGeometryObjectByItsOrderNotByEquality) {
 }
 
 TEST(RemoveMetaObjectLinks, RemovesEveryLinkOfTheKeyFromTheChosenSets) {
-  ExpectLeft(
-      {{Key("a"), c_solid1}, {Key("c"), c_solid3}},
-      {{Key("a"), c_solid1}, {Key("a"), c_solid2}, {Key("c"), c_solid3}},
-      [](IProductGeometryObjects3D& store, LinkSet set) { store.RemoveMetaObjectLinks(Key("b"), set); });
+  ExpectLeft({{Key("a"), c_solid1}, {Key("c"), c_solid3}},
+             {{Key("a"), c_solid1}, {Key("a"), c_solid2}, {Key("c"), c_solid3}},
+             [](IProductGeometryObjects3D& store, LinkSet set) { store.RemoveMetaObjectLinks(Key("b"), set); });
 }
 
 TEST(RemoveMetaObjectLinks, OfAKeyThatIsNotLinkedChangesNothing) {

@@ -12,14 +12,12 @@ const GeometryObject3D c_solid4 = Solid({4}, "n");
 }  // namespace
 
 TEST(ReplaceGeometryObject, GivesEveryLinkOfTheOldObjectTheNewOneInBothSets) {
-  const Store store =
-      MakeStore({{Key("a"), c_solid1}, {Key("b"), c_solid1}, {Key("c"), c_solid2}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("a"), c_solid1}, {Key("b"), c_solid1}, {Key("c"), c_solid2}}, LinkSet::Validated);
   store->AddLink(Key("d"), c_solid1, LinkSet::Unique);
   store->AddLink(Key("e"), c_solid2, LinkSet::Unique);
   store->ReplaceGeometryObject(c_solid1, c_solid3);
   EXPECT_EQ(UniqueContents(store), (Links{{Key("d"), c_solid3}, {Key("e"), c_solid2}}));
-  EXPECT_EQ(ValidatedContents(store),
-            (Links{{Key("a"), c_solid3}, {Key("b"), c_solid3}, {Key("c"), c_solid2}}));
+  EXPECT_EQ(ValidatedContents(store), (Links{{Key("a"), c_solid3}, {Key("b"), c_solid3}, {Key("c"), c_solid2}}));
 }
 
 TEST(ReplaceGeometryObject, WhereNoLinkHoldsTheOldObjectChangesNothing) {
@@ -39,16 +37,14 @@ TEST(ReplaceGeometryObject, FindsTheOldObjectByItsOrderAndStoresTheNewOneWhole) 
 }
 
 TEST(ReplaceGeometryObject, ByOneThatTheUniqueSetLinksDropsTheChangedLinkAndKeepsTheOther) {
-  const Store store =
-      MakeStore({{Key("a"), c_solid1}, {Key("b"), c_solid2}, {Key("c"), c_solid3}}, LinkSet::Unique);
+  const Store store = MakeStore({{Key("a"), c_solid1}, {Key("b"), c_solid2}, {Key("c"), c_solid3}}, LinkSet::Unique);
   store->ReplaceGeometryObject(c_solid1, EquivalentTo(c_solid2));
   EXPECT_EQ(UniqueContents(store), (Links{{Key("b"), c_solid2}, {Key("c"), c_solid3}}));
   EXPECT_EQ(store->GetGeometryObject(Key("a")), GeometryObject3D());
 }
 
 TEST(ReplaceGeometryObject, IntoAPairThatTheValidatedSetHoldsDropsTheChangedLinkAndKeepsTheOther) {
-  const Store store =
-      MakeStore({{Key("a"), c_solid1}, {Key("a"), c_solid2}, {Key("b"), c_solid1}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("a"), c_solid1}, {Key("a"), c_solid2}, {Key("b"), c_solid1}}, LinkSet::Validated);
   store->ReplaceGeometryObject(c_solid1, EquivalentTo(c_solid2));
   EXPECT_EQ(ValidatedContents(store), (Links{{Key("a"), c_solid2}, {Key("b"), EquivalentTo(c_solid2)}}));
 }
@@ -74,33 +70,28 @@ TEST(ReplaceGeometryObject, AddsNothingToTheSetThatDidNotHoldTheOldObject) {
 }
 
 TEST(ReplaceGeometryObject, KeepsThePlaceOfALinkAmongTheLinksOfItsKey) {
-  const Store store =
-      MakeStore({{Key("k"), c_solid2}, {Key("k"), c_solid1}, {Key("k"), c_solid3}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("k"), c_solid2}, {Key("k"), c_solid1}, {Key("k"), c_solid3}}, LinkSet::Validated);
   store->ReplaceGeometryObject(c_solid1, c_solid4);
-  EXPECT_EQ(store->GetGeometryObjects(Key("k"), LinkSet::Validated),
-            (Geometries{c_solid2, c_solid4, c_solid3}));
+  EXPECT_EQ(store->GetGeometryObjects(Key("k"), LinkSet::Validated), (Geometries{c_solid2, c_solid4, c_solid3}));
 }
 
 TEST(ReplaceGeometryObject, PutsAMovedLinkBehindTheOldLinksOfTheNewObject) {
   // c_solid2 lies between c_solid1 and c_solid3, so the link moves.
-  const Store store =
-      MakeStore({{Key("z"), c_solid3}, {Key("m"), c_solid2}, {Key("a"), c_solid1}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("z"), c_solid3}, {Key("m"), c_solid2}, {Key("a"), c_solid1}}, LinkSet::Validated);
   store->ReplaceGeometryObject(c_solid1, c_solid3);
   EXPECT_EQ(store->GetMetaObjectKeys(c_solid3), (Keys{Key("z"), Key("a")}));
 }
 
 TEST(ReplaceGeometryObject, LeavesALinkInItsPlaceWhereItsNeighboursAllowIt) {
   // The link to c_solid1 stands directly before those to c_solid3: it stays there and comes first.
-  const Store store =
-      MakeStore({{Key("z"), c_solid3}, {Key("m"), c_solid3}, {Key("x"), c_solid1}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("z"), c_solid3}, {Key("m"), c_solid3}, {Key("x"), c_solid1}}, LinkSet::Validated);
   store->ReplaceGeometryObject(c_solid1, c_solid3);
   EXPECT_EQ(store->GetMetaObjectKeys(c_solid3), (Keys{Key("x"), Key("z"), Key("m")}));
 }
 
 TEST(ReplaceGeometryObject, MovesTheLinksOfTheOldObjectOneAfterTheOtherTheLastOfThemStaying) {
   // First p moves behind z; then q, whose next neighbour is z by now, stays.
-  const Store store =
-      MakeStore({{Key("p"), c_solid1}, {Key("q"), c_solid1}, {Key("z"), c_solid2}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("p"), c_solid1}, {Key("q"), c_solid1}, {Key("z"), c_solid2}}, LinkSet::Validated);
   store->ReplaceGeometryObject(c_solid1, c_solid2);
   EXPECT_EQ(store->GetMetaObjectKeys(c_solid2), (Keys{Key("q"), Key("z"), Key("p")}));
 }
@@ -118,9 +109,8 @@ TEST(ReplaceMetaObjectKey, WorksOnTheSetsThatTheLinkSetValueChooses) {
 }
 
 TEST(ReplaceMetaObjectKey, GivesEveryLinkOfTheOldKeyTheNewOne) {
-  const Store store =
-      MakeStore({{Key("a"), c_solid1}, {Key("b"), c_solid1}, {Key("a"), c_solid2}, {Key("a"), c_solid3}},
-                LinkSet::Validated);
+  const Store store = MakeStore(
+      {{Key("a"), c_solid1}, {Key("b"), c_solid1}, {Key("a"), c_solid2}, {Key("a"), c_solid3}}, LinkSet::Validated);
   store->ReplaceMetaObjectKey(Key("a"), Key("x"), LinkSet::Validated);
   EXPECT_EQ(store->GetGeometryObjects(Key("a"), LinkSet::Validated), Geometries());
   EXPECT_EQ(ValidatedContents(store).size(), 4U);
@@ -149,17 +139,16 @@ TEST(ReplaceMetaObjectKey, TakesTheEmptyKeyLikeAnyOther) {
 }
 
 TEST(ReplaceMetaObjectKey, ByOneThatTheUniqueSetLinksDropsTheChangedLinkAndKeepsTheOther) {
-  const Store store =
-      MakeStore({{Key("a"), c_solid1}, {Key("b"), c_solid2}, {Key("c"), c_solid3}}, LinkSet::Unique);
+  const Store store = MakeStore({{Key("a"), c_solid1}, {Key("b"), c_solid2}, {Key("c"), c_solid3}}, LinkSet::Unique);
   store->ReplaceMetaObjectKey(Key("a"), Key("c"), LinkSet::Unique);
   EXPECT_EQ(UniqueContents(store), (Links{{Key("b"), c_solid2}, {Key("c"), c_solid3}}));
   EXPECT_EQ(store->GetMetaObjectKey(c_solid1, LinkSet::Unique), UniqueMetaObjectKey::null);
 }
 
 TEST(ReplaceMetaObjectKey, IntoAPairThatTheValidatedSetHoldsDropsTheChangedLinkAndKeepsTheOther) {
-  const Store store = MakeStore(
-      {{Key("a"), c_solid1}, {Key("b"), c_solid3}, {Key("b"), EquivalentTo(c_solid1)}, {Key("a"), c_solid2}},
-      LinkSet::Validated);
+  const Store store =
+      MakeStore({{Key("a"), c_solid1}, {Key("b"), c_solid3}, {Key("b"), EquivalentTo(c_solid1)}, {Key("a"), c_solid2}},
+                LinkSet::Validated);
   store->ReplaceMetaObjectKey(Key("a"), Key("b"), LinkSet::Validated);
   EXPECT_EQ(store->GetMetaObjectKeys(c_solid1), (Keys{Key("b")}));
   EXPECT_TRUE(store->HasLink(Key("b"), EquivalentTo(c_solid1), LinkSet::Validated));
@@ -177,17 +166,15 @@ TEST(ReplaceMetaObjectKey, ThatDropsALinkOfOneSetLeavesTheOtherSetsLink) {
 }
 
 TEST(ReplaceMetaObjectKey, KeepsThePlaceOfALinkAmongTheLinksOfItsGeometryObject) {
-  const Store store =
-      MakeStore({{Key("m"), c_solid1}, {Key("a"), c_solid1}, {Key("z"), c_solid1}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("m"), c_solid1}, {Key("a"), c_solid1}, {Key("z"), c_solid1}}, LinkSet::Validated);
   store->ReplaceMetaObjectKey(Key("a"), Key("zz"), LinkSet::Validated);
   EXPECT_EQ(store->GetMetaObjectKeys(c_solid1), (Keys{Key("m"), Key("zz"), Key("z")}));
 }
 
 TEST(ReplaceMetaObjectKey, PutsAMovedLinkBehindTheOldLinksOfTheNewKey) {
   // b lies between a and c, so the link moves.
-  const Store store =
-      MakeStore({{Key("c"), c_solid2}, {Key("c"), c_solid3}, {Key("b"), c_solid4}, {Key("a"), c_solid1}},
-                LinkSet::Validated);
+  const Store store = MakeStore(
+      {{Key("c"), c_solid2}, {Key("c"), c_solid3}, {Key("b"), c_solid4}, {Key("a"), c_solid1}}, LinkSet::Validated);
   store->ReplaceMetaObjectKey(Key("a"), Key("c"), LinkSet::Validated);
   EXPECT_EQ(ValidatedContents(store),
             (Links{{Key("b"), c_solid4}, {Key("c"), c_solid2}, {Key("c"), c_solid3}, {Key("c"), c_solid1}}));
@@ -197,22 +184,18 @@ TEST(ReplaceMetaObjectKey, LeavesALinkInItsPlaceWhereItsNeighboursAllowIt) {
   const Store upwards =
       MakeStore({{Key("b"), c_solid2}, {Key("b"), c_solid3}, {Key("a"), c_solid1}}, LinkSet::Validated);
   upwards->ReplaceMetaObjectKey(Key("a"), Key("b"), LinkSet::Validated);
-  EXPECT_EQ(ValidatedContents(upwards),
-            (Links{{Key("b"), c_solid1}, {Key("b"), c_solid2}, {Key("b"), c_solid3}}));
+  EXPECT_EQ(ValidatedContents(upwards), (Links{{Key("b"), c_solid1}, {Key("b"), c_solid2}, {Key("b"), c_solid3}}));
 
   const Store downwards =
       MakeStore({{Key("b"), c_solid2}, {Key("a"), c_solid3}, {Key("a"), c_solid1}}, LinkSet::Validated);
   downwards->ReplaceMetaObjectKey(Key("b"), Key("a"), LinkSet::Validated);
-  EXPECT_EQ(ValidatedContents(downwards),
-            (Links{{Key("a"), c_solid3}, {Key("a"), c_solid1}, {Key("a"), c_solid2}}));
+  EXPECT_EQ(ValidatedContents(downwards), (Links{{Key("a"), c_solid3}, {Key("a"), c_solid1}, {Key("a"), c_solid2}}));
 }
 
 TEST(ReplaceMetaObjectKey, MovesTheLinksOfTheOldKeyOneAfterTheOtherTheLastOfThemStaying) {
-  const Store store =
-      MakeStore({{Key("a"), c_solid1}, {Key("a"), c_solid2}, {Key("b"), c_solid3}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("a"), c_solid1}, {Key("a"), c_solid2}, {Key("b"), c_solid3}}, LinkSet::Validated);
   store->ReplaceMetaObjectKey(Key("a"), Key("b"), LinkSet::Validated);
-  EXPECT_EQ(ValidatedContents(store),
-            (Links{{Key("b"), c_solid2}, {Key("b"), c_solid3}, {Key("b"), c_solid1}}));
+  EXPECT_EQ(ValidatedContents(store), (Links{{Key("b"), c_solid2}, {Key("b"), c_solid3}, {Key("b"), c_solid1}}));
 }
 
 TEST(Replacements, KeepTheStoredLinkWhereItIsInMemory) {

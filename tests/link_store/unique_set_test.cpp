@@ -34,8 +34,7 @@ TEST(AddLink, ToTheUniqueSetLeavesAKeyWithTheLinkThatItHas) {
 }
 
 TEST(AddLink, ToTheUniqueSetRemovesTheGeometryObjectsOldLinkEvenWhereTheKeyKeepsItsOwn) {
-  const Store store =
-      MakeStore({{Key("a"), c_solid1}, {Key("c"), c_solid2}, {Key("d"), c_solid3}}, LinkSet::Unique);
+  const Store store = MakeStore({{Key("a"), c_solid1}, {Key("c"), c_solid2}, {Key("d"), c_solid3}}, LinkSet::Unique);
   store->AddLink(Key("a"), c_solid2, LinkSet::Unique);
   EXPECT_EQ(UniqueContents(store), (Links{{Key("a"), c_solid1}, {Key("d"), c_solid3}}));
 }
@@ -69,8 +68,7 @@ TEST(AddLink, ToTheUniqueSetAloneLeavesTheValidatedSetAsItWas) {
 
 TEST(AddLink, CopiesItsArgumentsWhole) {
   UniqueMetaObjectKey key = LongKey("a");
-  GeometryObject3D geometry =
-      EquivalentTo(Solid({1, 2, 3, 4, 5, 6, 7, 8}, "a name of more than fifteen bytes"));
+  GeometryObject3D geometry = EquivalentTo(Solid({1, 2, 3, 4, 5, 6, 7, 8}, "a name of more than fifteen bytes"));
   const Links expected{{key, geometry}};
   const Store store = MakeStore();
   store->AddLink(key, geometry, LinkSet::Both);
@@ -87,9 +85,8 @@ TEST(AddLink, TakesTheEmptyKeyAndADefaultGeometryObjectLikeAnyOther) {
 }
 
 TEST(TheUniqueSet, IsWalkedInAscendingOrderOfKeysWhateverTheOrderOfEntry) {
-  const Keys ascending{Key(""),          Key({"\0", 1}), Key("a"),     Key({"a\0", 2}),
-                       Key({"a\0b", 3}), Key("ab"),      Key("abc"),   Key("b"),
-                       Key("\x7F"),      Key("\x80"),    Key("\x80z"), Key("\xFF")};
+  const Keys ascending{Key(""),    Key({"\0", 1}), Key("a"),    Key({"a\0", 2}), Key({"a\0b", 3}), Key("ab"),
+                       Key("abc"), Key("b"),       Key("\x7F"), Key("\x80"),     Key("\x80z"),     Key("\xFF")};
   const Store store = MakeStore();
   // Steps of 5 through 12 keys visit each of them once, in no order of theirs.
   for (std::uint32_t i = 0; i < ascending.size(); ++i) {
@@ -127,8 +124,7 @@ TEST(AddLinks, ToTheUniqueSetKeepsTheFirstGeometryObjectForAKeyThatHasNone) {
 
 TEST(AddLinks, ToTheUniqueSetRemovesTheLinksOfOtherKeysToEveryListedGeometryObject) {
   const Store store = MakeStore(
-      {{Key("x"), c_solid1}, {Key("y"), c_solid2}, {Key("z"), c_solid3}, {Key("w"), Solid({4}, "n")}},
-      LinkSet::Unique);
+      {{Key("x"), c_solid1}, {Key("y"), c_solid2}, {Key("z"), c_solid3}, {Key("w"), Solid({4}, "n")}}, LinkSet::Unique);
   store->AddLinks(Key("a"), {c_solid1, c_solid2, c_solid3}, LinkSet::Unique);
   EXPECT_EQ(UniqueContents(store), (Links{{Key("a"), c_solid1}, {Key("w"), Solid({4}, "n")}}));
 }

@@ -85,8 +85,7 @@ TEST(AddLink, ToTheValidatedSetOfAPairThatIsThereAsksAgainAndChangesNothing) {
 }
 
 TEST(AddLink, ToTheValidatedSetKeepsTheFirstOfTwoEquivalentGeometryObjects) {
-  const Store store =
-      MakeStore({{Key("a"), c_solid1}, {Key("a"), EquivalentTo(c_solid1)}}, LinkSet::Validated);
+  const Store store = MakeStore({{Key("a"), c_solid1}, {Key("a"), EquivalentTo(c_solid1)}}, LinkSet::Validated);
   EXPECT_EQ(ValidatedContents(store), (Links{{Key("a"), c_solid1}}));
 }
 
@@ -132,9 +131,8 @@ TEST(TheValidatedSet, GivesTheKeysOfOneGeometryObjectInOrderOfEntry) {
 }
 
 TEST(TheValidatedSet, PutsALinkThatWasRemovedAndAddedAgainBehindItsEquals) {
-  const Store store =
-      MakeStore({{Key("k"), c_solid1}, {Key("k"), c_solid2}, {Key("a"), c_solid1}, {Key("b"), c_solid1}},
-                LinkSet::Validated);
+  const Store store = MakeStore(
+      {{Key("k"), c_solid1}, {Key("k"), c_solid2}, {Key("a"), c_solid1}, {Key("b"), c_solid1}}, LinkSet::Validated);
   store->RemoveLink(c_solid1, Key("k"), LinkSet::Validated);
   store->AddLink(Key("k"), c_solid1, LinkSet::Validated);
   EXPECT_EQ(store->GetGeometryObjects(Key("k"), LinkSet::Validated), (Geometries{c_solid2, c_solid1}));
@@ -145,8 +143,7 @@ TEST(TheValidatedSet, WalksKeysInAscendingOrderOfUnsignedBytes) {
   const Links ascending{{Key(""), c_solid1},         {Key({"\0", 1}), c_solid1}, {Key("a"), c_solid1},
                         {Key({"a\0", 2}), c_solid1}, {Key("a\x01"), c_solid1},   {Key("ab"), c_solid1},
                         {Key("\x7F"), c_solid1},     {Key("\x80"), c_solid1}};
-  EXPECT_EQ(ValidatedContents(MakeStore({ascending.rbegin(), ascending.rend()}, LinkSet::Validated)),
-            ascending);
+  EXPECT_EQ(ValidatedContents(MakeStore({ascending.rbegin(), ascending.rend()}, LinkSet::Validated)), ascending);
 }
 
 TEST(AddLinks, WorksOnTheSetsThatTheLinkSetValueChooses) {
@@ -164,8 +161,7 @@ TEST(AddLinks, AsksTheValidatorForEachGeometryObjectInTheOrderOfTheList) {
   Links asked;
   const Store store = CreateProductGeometryObjects3D(RecordingValidator{asked, false});
   store->AddLinks(Key("a"), {c_solid3, c_solid1, c_solid1, c_solid2}, LinkSet::Both);
-  EXPECT_EQ(asked,
-            (Links{{Key("a"), c_solid3}, {Key("a"), c_solid1}, {Key("a"), c_solid1}, {Key("a"), c_solid2}}));
+  EXPECT_EQ(asked, (Links{{Key("a"), c_solid3}, {Key("a"), c_solid1}, {Key("a"), c_solid1}, {Key("a"), c_solid2}}));
   EXPECT_EQ(ValidatedContents(store), Links());
 }
 
@@ -185,8 +181,7 @@ TEST(AddLinks, DoesBothSetsForOneGeometryObjectBeforeTheNext) {
     }
     return true;
   });
-  for (const auto& [key, geometry] :
-       Links{{Key("x"), c_solid1}, {Key("y"), c_solid2}, {Key("z"), c_solid3}}) {
+  for (const auto& [key, geometry] : Links{{Key("x"), c_solid1}, {Key("y"), c_solid2}, {Key("z"), c_solid3}}) {
     store->AddLink(key, geometry, LinkSet::Unique);
   }
   EXPECT_THROW(store->AddLinks(Key("a"), {c_solid1, c_solid2, c_solid3}, LinkSet::Both), std::runtime_error);

@@ -26,19 +26,13 @@ struct ValidatorFault : std::runtime_error {
 
 // In key order: a: c_solid1; k: c_solid3, c_solid1, c_solid2; z: c_solid2.
 Store StoreOfFive() {
-  return MakeStore({{Key("k"), c_solid3},
-                    {Key("z"), c_solid2},
-                    {Key("k"), c_solid1},
-                    {Key("a"), c_solid1},
-                    {Key("k"), c_solid2}},
-                   LinkSet::Validated);
+  return MakeStore(
+      {{Key("k"), c_solid3}, {Key("z"), c_solid2}, {Key("k"), c_solid1}, {Key("a"), c_solid1}, {Key("k"), c_solid2}},
+      LinkSet::Validated);
 }
 
-const Links c_five{{Key("a"), c_solid1},
-                   {Key("k"), c_solid3},
-                   {Key("k"), c_solid1},
-                   {Key("k"), c_solid2},
-                   {Key("z"), c_solid2}};
+const Links c_five{
+    {Key("a"), c_solid1}, {Key("k"), c_solid3}, {Key("k"), c_solid1}, {Key("k"), c_solid2}, {Key("z"), c_solid2}};
 
 }  // namespace
 
@@ -54,11 +48,9 @@ TEST(SetLinkValidater, AsksForEveryValidatedLinkOnceInKeyOrderEqualKeysInOrderOf
 
 TEST(SetLinkValidater, RemovesTheRejectedLinksAndNoOthers) {
   const Store store = StoreOfFive();
-  store->SetLinkValidater([](const ProductGeometryObject3D& record) {
-    return record.metaKey != Key("k") || record.geometry == c_solid1;
-  });
-  EXPECT_EQ(ValidatedContents(store),
-            (Links{{Key("a"), c_solid1}, {Key("k"), c_solid1}, {Key("z"), c_solid2}}));
+  store->SetLinkValidater(
+      [](const ProductGeometryObject3D& record) { return record.metaKey != Key("k") || record.geometry == c_solid1; });
+  EXPECT_EQ(ValidatedContents(store), (Links{{Key("a"), c_solid1}, {Key("k"), c_solid1}, {Key("z"), c_solid2}}));
   EXPECT_EQ(store->GetMetaObjectKeys(c_solid1), (Keys{Key("k"), Key("a")}));
   EXPECT_EQ(store->GetMetaObjectKeys(c_solid2), (Keys{Key("z")}));
   EXPECT_EQ(store->GetMetaObjectKeys(c_solid3), Keys());
@@ -186,8 +178,7 @@ TEST(SetLinkValidater, HasStoredTheValidatorWhenThisThrows) {
 TEST(SetLinkValidater, PassesTheExceptionOfTheValidatorUnchanged) {
   const Store store = StoreOfFive();
   try {
-    store->SetLinkValidater(
-        [](const ProductGeometryObject3D&) -> bool { throw ValidatorFault("its own words"); });
+    store->SetLinkValidater([](const ProductGeometryObject3D&) -> bool { throw ValidatorFault("its own words"); });
     FAIL() << "nothing was thrown";
   } catch (const ValidatorFault& fault) {
     EXPECT_STREQ(fault.what(), "its own words");

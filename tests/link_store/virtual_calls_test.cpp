@@ -29,17 +29,13 @@ class CountingStore final : public ProductGeometryObjects3D {
 
   void SetLinkValidater(LinkValidator) override { ++calls; }
   void AddLink(const UniqueMetaObjectKey&, const GeometryObject3D&, LinkSet) override { ++calls; }
-  void AddLinks(const UniqueMetaObjectKey&, const std::vector<GeometryObject3D>&, LinkSet) override {
-    ++calls;
-  }
+  void AddLinks(const UniqueMetaObjectKey&, const std::vector<GeometryObject3D>&, LinkSet) override { ++calls; }
   void RemoveGeometryObjectLinks(const GeometryObject3D&, LinkSet) override { ++calls; }
   void RemoveLink(const GeometryObject3D&, const UniqueMetaObjectKey&, LinkSet) override { ++calls; }
   void RemoveMetaObjectLinks(const UniqueMetaObjectKey&, LinkSet) override { ++calls; }
   void RemoveMetaObjectsLinks(const std::set<UniqueMetaObjectKey>&, LinkSet) override { ++calls; }
   void ClearLinks() noexcept override { ++calls; }
-  bool HasLink(const UniqueMetaObjectKey&, const GeometryObject3D&, LinkSet) const override {
-    return ++calls != 0;
-  }
+  bool HasLink(const UniqueMetaObjectKey&, const GeometryObject3D&, LinkSet) const override { return ++calls != 0; }
   const UniqueMetaObjectKey& GetMetaObjectKey(const GeometryObject3D&, LinkSet) const override {
     ++calls;
     return UniqueMetaObjectKey::null;
@@ -72,9 +68,7 @@ class CountingStore final : public ProductGeometryObjects3D {
     return {};
   }
   void ReplaceGeometryObject(const GeometryObject3D&, const GeometryObject3D&) override { ++calls; }
-  void ReplaceMetaObjectKey(const UniqueMetaObjectKey&, const UniqueMetaObjectKey&, LinkSet) override {
-    ++calls;
-  }
+  void ReplaceMetaObjectKey(const UniqueMetaObjectKey&, const UniqueMetaObjectKey&, LinkSet) override { ++calls; }
   void ReplaceComponentPath(const MbPath&, const MbPath&) override { ++calls; }
   void ForEachLink(const LinkVisitor&, LinkSet) const override { ++calls; }
   std::vector<GeometryObject3D> GetValidatedOnlyGeometryObjects(const UniqueMetaObjectKey&, bool*,
@@ -118,8 +112,7 @@ TEST(AnOperationThatUsesOthers, CallsTheStoresOwnAndNotADerivedClasss) {
   const auto store = FilledStore();
   const Store other = MakeStore();
 
-  store->Base::SetLinkValidater(
-      [](const ProductGeometryObject3D& record) { return record.metaKey != Key("b"); });
+  store->Base::SetLinkValidater([](const ProductGeometryObject3D& record) { return record.metaKey != Key("b"); });
   EXPECT_EQ(Inside(*store, LinkSet::Validated), (Links{{Key("a"), c_solid1}}));
   store->Base::AddLinks(Key("c"), {c_solid1, c_solid2}, LinkSet::Both);
   EXPECT_EQ(Inside(*store, LinkSet::Unique), (Links{{Key("c"), c_solid1}}));

@@ -49,8 +49,7 @@ TEST(GeometryObject3D, HasFixedTypesForComponents) {
 
 TEST(GeometryObject3D, HoldsItsMembersInTheirFixedOrder) {
   const GeometryObject3D object;
-  const void* const members[] = {&object.objectType, &object.componentPath, &object.secondPath,
-                                 &object.objectName};
+  const void* const members[] = {&object.objectType, &object.componentPath, &object.secondPath, &object.objectName};
   EXPECT_TRUE(members[0] < members[1] && members[1] < members[2] && members[2] < members[3]);
 }
 

@@ -18,8 +18,7 @@
 namespace {
 
 static_assert(std::is_nothrow_move_constructible_v<MbPath> && std::is_nothrow_move_assignable_v<MbPath>);
-static_assert(std::is_nothrow_move_constructible_v<ComponentPath> &&
-              std::is_nothrow_move_assignable_v<ComponentPath>);
+static_assert(std::is_nothrow_move_constructible_v<ComponentPath> && std::is_nothrow_move_assignable_v<ComponentPath>);
 static_assert(MbPath::c_inlineCount == 6);
 static_assert(sizeof(MbPath) == 32 && sizeof(ComponentPath) == 32);
 
@@ -51,8 +50,7 @@ TEST(MbPath, HoldsItsElementsInOrder) {
   EXPECT_EQ(path[0], 7U);
   EXPECT_EQ(path[2], 0xFFFFFFFFU);
   path[1] = 5;
-  EXPECT_EQ(std::vector<MbPath::Element>(path.begin(), path.end()),
-            (std::vector<MbPath::Element>{7, 5, 0xFFFFFFFF}));
+  EXPECT_EQ(std::vector<MbPath::Element>(path.begin(), path.end()), (std::vector<MbPath::Element>{7, 5, 0xFFFFFFFF}));
   *path.begin() = 8;
   EXPECT_EQ(std::as_const(path)[0], 8U);
 }

@@ -27,13 +27,11 @@ inline UniqueMetaObjectKey LongKey(std::string_view bytes) {
 }
 
 inline GeometryObject3D Solid(ComponentPath path, std::string_view name, MbPath secondPath = {}) {
-  return GeometryObject3D(GeometryObject3D::c_solid, std::move(path), std::move(secondPath),
-                          MbName(std::string(name)));
+  return GeometryObject3D(GeometryObject3D::c_solid, std::move(path), std::move(secondPath), MbName(std::string(name)));
 }
 
 inline GeometryObject3D PartComponent(ComponentPath path, MbPath secondPath = {}) {
-  return GeometryObject3D(GeometryObject3D::c_partComponent, std::move(path), std::move(secondPath),
-                          MbName());
+  return GeometryObject3D(GeometryObject3D::c_partComponent, std::move(path), std::move(secondPath), MbName());
 }
 
 inline GeometryObject3D AssemblyComponent(ComponentPath path) {
@@ -114,8 +112,7 @@ inline std::vector<LinkSetChoice> LinkSetChoices() {
   std::vector<LinkSetChoice> choices = {{LinkSet::Both, true, true, false},
                                         {LinkSet::Validated, false, true, false},
                                         {LinkSet::Unique, true, false, true}};
-  for (const std::uint32_t unnamed :
-       {3U, 4U, 5U, 6U, 0x100U, 0x80000000U, 0x80000002U, 0xFFFFFFFDU, 0xFFFFFFFFU}) {
+  for (const std::uint32_t unnamed : {3U, 4U, 5U, 6U, 0x100U, 0x80000000U, 0x80000002U, 0xFFFFFFFDU, 0xFFFFFFFFU}) {
     choices.push_back({static_cast<LinkSet>(unnamed), false, false, false});
   }
   return choices;

@@ -54,9 +54,9 @@ bool IsInBranch(const NaivePath& path, const NaivePath& branch) {
 }  // namespace
 
 bool IsKeyLess(const std::string& left, const std::string& right) {
-  return std::lexicographical_compare(
-      left.begin(), left.end(), right.begin(), right.end(),
-      [](char a, char b) { return static_cast<unsigned char>(a) < static_cast<unsigned char>(b); });
+  return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(), [](char a, char b) {
+    return static_cast<unsigned char>(a) < static_cast<unsigned char>(b);
+  });
 }
 
 bool IsGeometryLess(const NaiveGeometry& left, const NaiveGeometry& right) {

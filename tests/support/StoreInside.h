@@ -4,8 +4,8 @@
 
 #include "link_store/ProductGeometryObjects3D.h"
 
-/// What a store holds behind its interface, for tests that check its containers. The store must be one of the library's,
-/// or derived from it; nothing here changes it.
+/// What a store holds behind its interface, for tests that check its containers. The store must be one of the
+/// library's, or derived from it; nothing here changes it.
 
 const UniqueLinks& UniqueLinksOf(const IProductGeometryObjects3D& store);
 const ValidatedLinks& ValidatedLinksOf(const IProductGeometryObjects3D& store);

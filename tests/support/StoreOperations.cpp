@@ -87,9 +87,17 @@ const std::vector<std::string>& KeyPool() {
 }
 
 const std::vector<NaivePath>& PathPool() {
-  static const std::vector<NaivePath> paths{{1},       {},     {2},       {1, 1},
-                                            {1, 2},    {2, 1}, {1, 1, 1}, {0xFFFFFFFF, 1},
-                                            {3, 2, 1}, {1, 2, 1}, {9, 8, 7, 6, 5, 4, 3, 2, 1}};
+  static const std::vector<NaivePath> paths{{1},
+                                            {},
+                                            {2},
+                                            {1, 1},
+                                            {1, 2},
+                                            {2, 1},
+                                            {1, 1, 1},
+                                            {0xFFFFFFFF, 1},
+                                            {3, 2, 1},
+                                            {1, 2, 1},
+                                            {9, 8, 7, 6, 5, 4, 3, 2, 1}};
   return paths;
 }
 
@@ -120,9 +128,7 @@ class Decoder {
   PreparedOperation::KeyArgument LinkedKey() const { return KeyOf(numbers[2] | c_firstStored, false); }
   PreparedOperation::KeyArgument OtherKey() const { return KeyOf(numbers[3], HasFlag(4)); }
   PreparedOperation::GeometryArgument Geometry() const { return GeometryOf(numbers[4], HasFlag(1), HasFlag(2)); }
-  PreparedOperation::GeometryArgument OtherGeometry() const {
-    return GeometryOf(numbers[5], HasFlag(5), HasFlag(3));
-  }
+  PreparedOperation::GeometryArgument OtherGeometry() const { return GeometryOf(numbers[5], HasFlag(5), HasFlag(3)); }
   unsigned int Extra() const { return numbers[6]; }
   bool HasFlag(unsigned int bit) const { return (static_cast<unsigned int>(numbers[7]) >> bit & 1U) != 0; }
 
@@ -136,8 +142,7 @@ class Decoder {
   }
 
   NaiveGeometries GeometryList() const {
-    NaiveGeometries geometries{Geometry().value, OtherGeometry().value, PooledGeometry(numbers[6]),
-                               Geometry().value};
+    NaiveGeometries geometries{Geometry().value, OtherGeometry().value, PooledGeometry(numbers[6]), Geometry().value};
     geometries.back().secondPath = c_longSecondPath;
     geometries.resize((Extra() + 2) % 5);
     return geometries;
@@ -288,8 +293,8 @@ class RecordingDocument : public IfDocObject {
 
 bool IsChosenBy(const ScriptedValidator& script, const std::string& key, std::uint32_t type, std::size_t levels,
                 const std::string& name) {
-  const std::size_t bit = key.size() + static_cast<unsigned char>(key.empty() ? 0 : key.back()) + levels * 3 + type +
-                          name.size();
+  const std::size_t bit =
+      key.size() + static_cast<unsigned char>(key.empty() ? 0 : key.back()) + levels * 3 + type + name.size();
   return (static_cast<unsigned int>(script.mask) >> bit % 8 & 1U) != 0;
 }
 
@@ -464,9 +469,9 @@ bool StoreValidator::operator()(const ProductGeometryObject3D& record) {
 std::ostream& operator<<(std::ostream& out, const StoreOutcome& outcome) {
   static constexpr std::array<const char*, 5> ends{"returned", "called an empty function", "passed on a failure",
                                                    "got no key", "got no memory"};
-  out << ends[static_cast<std::size_t>(outcome.end)] << ", answer " << outcome.answer << ", flags "
-      << outcome.flags[0] << outcome.flags[1] << ", calls " << outcome.calls << ", object " << outcome.object
-      << ", component " << outcome.component << ", bytes " << outcome.bytes.size() << "\n  keys\n";
+  out << ends[static_cast<std::size_t>(outcome.end)] << ", answer " << outcome.answer << ", flags " << outcome.flags[0]
+      << outcome.flags[1] << ", calls " << outcome.calls << ", object " << outcome.object << ", component "
+      << outcome.component << ", bytes " << outcome.bytes.size() << "\n  keys\n";
   for (const std::string& key : outcome.keys) {
     out << "    ";
     PrintBytes(key, &out);
@@ -562,8 +567,7 @@ std::string TextOf(const PreparedOperation& operation) {
       text << (operation.otherKey.stored != nullptr ? " (stored)" : "");
       break;
     case Kind::replaceGeometryObject:
-      text << " to " << operation.otherGeometry.value
-           << (operation.otherGeometry.stored != nullptr ? " (stored)" : "");
+      text << " to " << operation.otherGeometry.value << (operation.otherGeometry.stored != nullptr ? " (stored)" : "");
       break;
     case Kind::replaceComponentPath:
       text << " from " << testing::PrintToString(operation.fromPath.value) << " to "

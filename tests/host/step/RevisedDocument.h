@@ -48,7 +48,7 @@ inline DocumentContent ContentOf(const host::Document& document) {
   content.groups = document.productData.AllGroups();
   content.rootProduct = document.productData.RootProduct();
   for (const auto& [path, component] : document.components) {
-    content.components[host::PathText(path)] = {component.objectType, component.occurrence.Bytes(),
+    content.components[host::PathText(path)] = {component.objectType,  component.occurrence.Bytes(),
                                                 component.displayName, component.fileId,
                                                 component.placement,   component.nextElement};
   }
@@ -160,8 +160,7 @@ class RevisedDocument {
   /// Where the unique set links a key to: "path name", or nothing.
   std::string LinkedTo(const UniqueMetaObjectKey& key) const {
     const std::vector<GeometryObject3D> found = document.links->GetGeometryObjects(key, LinkSet::Unique);
-    return found.empty() ? std::string()
-                         : host::PathText(found[0].componentPath) + " " + found[0].objectName.Bytes();
+    return found.empty() ? std::string() : host::PathText(found[0].componentPath) + " " + found[0].objectName.Bytes();
   }
 
   host::Document document;

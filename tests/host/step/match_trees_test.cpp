@@ -140,8 +140,7 @@ TEST(Products, AreRecognisedByMarkingAndNameTogetherFirst) {
 
 TEST(Products, AreRecognisedByMarkingWhereTheNameChanged) {
   EXPECT_THAT(ProductMatchesOf(TwoParts("1", "Bolt", "2", "Nut"), TwoParts("2", "Lock nut", "1", "Screw")),
-              UnorderedElementsAre(Pair("1|Screw", "1|Bolt"),
-                                   Pair("2|Lock nut", "2|Nut")));
+              UnorderedElementsAre(Pair("1|Screw", "1|Bolt"), Pair("2|Lock nut", "2|Nut")));
 }
 
 TEST(Products, AreRecognisedByNameWhereTheMarkingChanged) {
@@ -155,24 +154,21 @@ TEST(Products, AreRecognisedByMarkingBeforeName) {
 }
 
 TEST(Products, OfOneMarkingAreNotRecognisedByItAlone) {
-  EXPECT_THAT(ProductMatchesOf(TwoParts("1", "Bolt", "1", "Nut"), TwoParts("1", "Screw", "5", "Washer")),
-              IsEmpty());
-  EXPECT_THAT(ProductMatchesOf(TwoParts("1", "Bolt", "5", "Washer"), TwoParts("1", "Screw", "1", "Nut")),
-              IsEmpty());
+  EXPECT_THAT(ProductMatchesOf(TwoParts("1", "Bolt", "1", "Nut"), TwoParts("1", "Screw", "5", "Washer")), IsEmpty());
+  EXPECT_THAT(ProductMatchesOf(TwoParts("1", "Bolt", "5", "Washer"), TwoParts("1", "Screw", "1", "Nut")), IsEmpty());
 }
 
 TEST(Products, OfOneNameAreNotRecognisedByItAlone) {
-  EXPECT_THAT(ProductMatchesOf(TwoParts("1", "Bolt", "2", "Bolt"), TwoParts("8", "Bolt", "9", "Washer")),
-              IsEmpty());
+  EXPECT_THAT(ProductMatchesOf(TwoParts("1", "Bolt", "2", "Bolt"), TwoParts("8", "Bolt", "9", "Washer")), IsEmpty());
 }
 
 TEST(Products, WithoutAMarkingAreNotTheSameForThat) {
   EXPECT_THAT(ProductMatchesOf(Root({{"A"}}).Part("A").Called("A", "", "Bolt"),
                                Root({{"A"}}).Part("A").Called("A", "", "Washer")),
               IsEmpty());
-  EXPECT_THAT(ProductMatchesOf(Root({{"A"}}).Part("A").Called("A", "1", ""),
-                               Root({{"A"}}).Part("A").Called("A", "2", "")),
-              IsEmpty());
+  EXPECT_THAT(
+      ProductMatchesOf(Root({{"A"}}).Part("A").Called("A", "1", ""), Root({{"A"}}).Part("A").Called("A", "2", "")),
+      IsEmpty());
 }
 
 TEST(Products, WithoutAnyTextAreNotThoseThatHaveOne) {
@@ -262,15 +258,14 @@ TEST(Products, OfTheRootsAreTheSameWhateverTheyAreCalled) {
 
 TEST(Products, ThatNothingUsesAreNotLookedFor) {
   StepFile after = Root({{"A"}}).Part("A").Part("B");
-  EXPECT_THAT(ProductMatchesOf(Root({{"B"}}).Part("B"), after),
-              IsEmpty());
+  EXPECT_THAT(ProductMatchesOf(Root({{"B"}}).Part("B"), after), IsEmpty());
 }
 
 TEST(Products, OfADocumentThatIsEmptyAreAllNew) {
   const host::Document empty;
   const host::StepAssembly assembly = Root({{"A"}}).Part("A").Value();
-  const auto products = host::MatchProducts(empty.productData, host::DocumentTree(empty), assembly,
-                                            host::FileTree(assembly, 0));
+  const auto products =
+      host::MatchProducts(empty.productData, host::DocumentTree(empty), assembly, host::FileTree(assembly, 0));
   EXPECT_THAT(products, ElementsAre(UniqueMetaObjectKey::null, UniqueMetaObjectKey::null));
 }
 
@@ -316,9 +311,9 @@ TEST(UsesInOneHolder, AreInTheSamePlaceOnlyWhenTurnedTheSameWay) {
 }
 
 TEST(UsesInOneHolder, AreAlwaysOfOneProduct) {
-  EXPECT_THAT(MatchesOf(Root({{"A", "x"}, {"B", "y"}}).Part("A").Part("B"),
-                        Root({{"B", "x"}, {"A", "y"}}).Part("A").Part("B")),
-              UnorderedElementsAre(Pair("1", "2"), Pair("2", "1")));
+  EXPECT_THAT(
+      MatchesOf(Root({{"A", "x"}, {"B", "y"}}).Part("A").Part("B"), Root({{"B", "x"}, {"A", "y"}}).Part("A").Part("B")),
+      UnorderedElementsAre(Pair("1", "2"), Pair("2", "1")));
 }
 
 TEST(UsesInOneHolder, ThatShareAnIdentifierAreTakenInOrder) {
@@ -334,9 +329,8 @@ TEST(UsesInEqualHolders, StayWithTheirOwn) {
   const StepFile file = Root({{"Frame", "l"}, {"Frame", "r"}}).Assembly("Frame", {{"A", "x"}, {"A", "y"}}).Part("A");
   StepFile after = file;
   after.Assembly("Root", {{"Frame", "r"}, {"Frame", "l"}});
-  EXPECT_THAT(MatchesOf(file, after),
-              UnorderedElementsAre(Pair("1", "2"), Pair("1/1", "2/1"), Pair("1/2", "2/2"), Pair("2", "1"),
-                                   Pair("2/1", "1/1"), Pair("2/2", "1/2")));
+  EXPECT_THAT(MatchesOf(file, after), UnorderedElementsAre(Pair("1", "2"), Pair("1/1", "2/1"), Pair("1/2", "2/2"),
+                                                           Pair("2", "1"), Pair("2/1", "1/1"), Pair("2/2", "1/2")));
 }
 
 // ---- anywhere
@@ -350,17 +344,17 @@ StepFile TwoBoxes(const std::vector<UseOf>& left, const std::vector<UseOf>& righ
 }
 
 TEST(UsesThatMoved, AreRecognisedByTheFilesIdentifier) {
-  EXPECT_THAT(MatchesOf(TwoBoxes({{"A", "x"}, {"A", "y"}, {"B"}}, {{"B"}}), TwoBoxes({{"B"}}, {{"B"}, {"A", "y"}})),
-              UnorderedElementsAre(Pair("1", "1"), Pair("1/1", "1/3"), Pair("2", "2"), Pair("2/1", "2/1"),
-                                   Pair("2/2", "1/2")));
+  EXPECT_THAT(
+      MatchesOf(TwoBoxes({{"A", "x"}, {"A", "y"}, {"B"}}, {{"B"}}), TwoBoxes({{"B"}}, {{"B"}, {"A", "y"}})),
+      UnorderedElementsAre(Pair("1", "1"), Pair("1/1", "1/3"), Pair("2", "2"), Pair("2/1", "2/1"), Pair("2/2", "1/2")));
 }
 
 TEST(UsesThatMoved, AreRecognisedByThePlaceInTheWholeProduct) {
   // What stands at 105 and 106 stands there before and after, in another box.
-  EXPECT_THAT(MatchesOf(TwoBoxes({{"A", "", Moved(5)}, {"A", "", Moved(6)}, {"B"}}, {{"B"}}),
-                        TwoBoxes({{"B"}}, {{"B"}, {"A", "", Moved(-94)}})),
-              UnorderedElementsAre(Pair("1", "1"), Pair("1/1", "1/3"), Pair("2", "2"), Pair("2/1", "2/1"),
-                                   Pair("2/2", "1/2")));
+  EXPECT_THAT(
+      MatchesOf(TwoBoxes({{"A", "", Moved(5)}, {"A", "", Moved(6)}, {"B"}}, {{"B"}}),
+                TwoBoxes({{"B"}}, {{"B"}, {"A", "", Moved(-94)}})),
+      UnorderedElementsAre(Pair("1", "1"), Pair("1/1", "1/3"), Pair("2", "2"), Pair("2/1", "2/1"), Pair("2/2", "1/2")));
 }
 
 TEST(UsesThatMoved, AreRecognisedByPlaceThroughHoldersThatAreTurned) {
@@ -372,8 +366,8 @@ TEST(UsesThatMoved, AreRecognisedByPlaceThroughHoldersThatAreTurned) {
 }
 
 TEST(UsesThatMoved, AreRecognisedByTheirProductWhereAsManyAreLeftAsAreNew) {
-  const Matches found = MatchesOf(TwoBoxes({{"A", "x", Moved(5)}, {"B"}}, {{"B"}}),
-                                  TwoBoxes({{"B"}}, {{"B"}, {"A", "z", Moved(7)}}));
+  const Matches found =
+      MatchesOf(TwoBoxes({{"A", "x", Moved(5)}, {"B"}}, {{"B"}}), TwoBoxes({{"B"}}, {{"B"}, {"A", "z", Moved(7)}}));
   EXPECT_EQ(found.at("2/2"), "1/1");
 }
 

@@ -92,8 +92,7 @@ void ExpectSound(const host::Document& document) {
       holder.Append(path[i]);
     }
     EXPECT_EQ(occurrence->holder, holder.IsEmpty() ? c_none : document.components.at(holder).occurrence) << where;
-    const std::uint32_t next =
-        holder.IsEmpty() ? document.nextRootElement : document.components.at(holder).nextElement;
+    const std::uint32_t next = holder.IsEmpty() ? document.nextRootElement : document.components.at(holder).nextElement;
     EXPECT_LT(path[0], next) << where;
     const MetaObject* line = data.Find(occurrence->groupObject);
     ASSERT_NE(line, nullptr) << where;
@@ -465,8 +464,8 @@ TEST(AMovedSubAssembly, TakesAllItsLinksToTheSameDepth) {
   revised.LinkByHand(revised.ProductKey("Unit"), revised.BodyAt("1/2/2", 1));
   revised.LinkByHand(revised.ProductKey("Bolt"), revised.BodyAt("1/2/1"));
   revised.Take(Boxes({}, {{"Unit", "u"}}));
-  EXPECT_THAT(revised.Tree(), ElementsAre("1 Left", "1/1 Nut", "2 Right", "2/1 Nut", "2/2 Unit", "2/2/1 Bolt",
-                                          "2/2/2 Plate"));
+  EXPECT_THAT(revised.Tree(),
+              ElementsAre("1 Left", "1/1 Nut", "2 Right", "2/1 Nut", "2/2 Unit", "2/2/1 Bolt", "2/2/2 Plate"));
   EXPECT_EQ(revised.KeyAt("2/2"), keys[0]);
   EXPECT_EQ(revised.KeyAt("2/2/2"), keys[2]);
   EXPECT_EQ(revised.LinkedTo(keys[0]), "2/2 ");
@@ -503,8 +502,8 @@ TEST(AMovedSubAssembly, LosesWhatIsGoneFromItAndTakesWhatIsNew) {
   StepFile file = Boxes({}, {{"Unit", "u"}});
   file.Assembly("Unit", {{"Plate", "up"}, {"Seal", "s"}}).Part("Seal");
   revised.Take(file);
-  EXPECT_THAT(revised.Tree(), ElementsAre("1 Left", "1/1 Nut", "2 Right", "2/1 Nut", "2/2 Unit", "2/2/2 Plate",
-                                          "2/2/3 Seal"));
+  EXPECT_THAT(revised.Tree(),
+              ElementsAre("1 Left", "1/1 Nut", "2 Right", "2/1 Nut", "2/2 Unit", "2/2/2 Plate", "2/2/3 Seal"));
   EXPECT_EQ(revised.LinkedTo(gone), "");
   EXPECT_THAT(revised.Numbers("Unit"), UnorderedElementsAre(Pair("Plate", 2), Pair("Seal", 3)));
   EXPECT_THAT(Figures(revised.report), ElementsAre(5, 1, 1, 1));
@@ -645,8 +644,8 @@ TEST(Bodies, ThatAreNewGetNamesThatNoneOfTheOldHad) {
 }
 
 TEST(Bodies, GetNewNamesBesideNamesThatOthersGave) {
-  for (const char* odd : {"body-2", "body-", "body-2x", "other", "body-999999999", "body-1000000000",
-                          "body-99999999999999999999999"}) {
+  for (const char* odd :
+       {"body-2", "body-", "body-2x", "other", "body-999999999", "body-1000000000", "body-99999999999999999999999"}) {
     RevisedDocument revised(Root({{"A"}}).Part("A", {Solid("a"), Solid("b")}));
     auto& bodies = revised.document.bodies.at(host::ParsePath("1"));
     bodies[0].objectName = MbName(odd);
@@ -1201,8 +1200,10 @@ std::vector<std::string> Structure(const RevisedDocument& revised) {
     std::string names;
     ComponentPath holder = path;
     for (std::size_t left = path.Count(); left > 0; --left) {
-      names = "/" + revised.document.productData.ProductText(revised.document.components.at(holder).occurrence,
-                                                             c_productName) + names;
+      names =
+          "/" +
+          revised.document.productData.ProductText(revised.document.components.at(holder).occurrence, c_productName) +
+          names;
       ComponentPath outer;
       for (std::size_t i = 1; i < holder.Count(); ++i) {
         outer.Append(holder[i]);

@@ -240,8 +240,7 @@ TEST_F(DocumentDamage, OfAKeyOrAPathThatIsNoBytes) {
 TEST_F(DocumentDamage, OfATextThatIsNotUtf8) {
   for (const std::string column : {"name", "value"}) {
     Restore();
-    SqliteFile(file).Run("UPDATE property SET kind = 1, " + column +
-                         " = CAST(x'61FF62' AS TEXT) WHERE name = 'yes'");
+    SqliteFile(file).Run("UPDATE property SET kind = 1, " + column + " = CAST(x'61FF62' AS TEXT) WHERE name = 'yes'");
     ExpectRefusal("a text that is not UTF-8, a\\xFFb");
   }
 }
