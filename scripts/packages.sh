@@ -60,3 +60,15 @@ build() {
     exit 1
   fi
 }
+
+# build_core PRESET: the library and its tests without the host, in build/core_PRESET; else as build.
+build_core() {
+  local preset=$1 dir=build/core_$1
+  mkdir -p build
+  echo "building the library and its tests ($preset, output in $dir.log)"
+  if ! { cmake --preset "$preset" -B "$dir" -DQPD_BUILD_HOST=OFF && cmake --build "$dir"; } >"$dir.log" 2>&1; then
+    tail -n 40 "$dir.log" >&2
+    echo "the build failed; the whole output is in $dir.log" >&2
+    exit 1
+  fi
+}
