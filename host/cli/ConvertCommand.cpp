@@ -141,8 +141,8 @@ void KeepComponent(Document& document, const ComponentPath& path, const StreamVe
 }
 
 int RunConvert(const ConvertArguments& arguments) {
-  const std::unique_ptr<Document> opened = LoadDocument(arguments.document);
-  Document& document = *opened;
+  DocumentEdit edit(arguments.document, arguments.output);
+  Document& document = edit.Get();
   const StreamVersions versions = TargetVersions(arguments, document.linksVersions);
   if (arguments.component) {
     FindComponent(document, *arguments.component);
@@ -151,7 +151,7 @@ int RunConvert(const ConvertArguments& arguments) {
   auto converted = ReadLinks(WriteLinks(*document.links, versions), &document.productData);
   const auto before = std::exchange(document.links, std::move(converted));
   document.linksVersions = versions;
-  SaveDocument(document, arguments.output, [&] {
+  edit.Save([&] {
     PrintLosses(document, *before);
     FinishOutput();
   });

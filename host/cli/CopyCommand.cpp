@@ -19,10 +19,11 @@ struct CopyArguments {
 };
 
 int RunCopy(const CopyArguments& arguments) {
-  const std::unique_ptr<Document> document = LoadDocument(arguments.document);
-  RenewKeys(*document);
-  SaveDocument(*document, arguments.output, [&document] {
-    PrintLine(fmt::format("{} meta objects under new keys", document->productData.All().size()));
+  DocumentEdit edit(arguments.document, arguments.output);
+  const Document& document = edit.Get();
+  RenewKeys(edit.Get());
+  edit.Save([&document] {
+    PrintLine(fmt::format("{} meta objects under new keys", document.productData.All().size()));
     FinishOutput();
   });
   return 0;

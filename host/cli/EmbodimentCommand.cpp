@@ -2,6 +2,8 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -27,15 +29,21 @@ struct EmbodimentArguments {
   std::vector<std::string> without;
 };
 
+// How the list calls the base embodiment, which has no name.
+constexpr std::string_view c_baseName = "(base)";
+
 std::string NameOf(const Document& document, const UniqueMetaObjectKey& embodiment) {
   return embodiment == document.productData.RootEmbodiment()
-             ? "(base)"
+             ? std::string(c_baseName)
              : document.productData.ProductText(embodiment, c_variantName);
 }
 
 int RunAdd(const EmbodimentArguments& arguments) {
   if (arguments.name.empty() || arguments.number.empty()) {
     throw DocumentError("an embodiment without a name or a number; give it both, such as short --number 02");
+  }
+  if (arguments.name == c_baseName) {
+    throw DocumentError(fmt::format("'{}' is what lists call the base embodiment; choose another name", c_baseName));
   }
   DocumentEdit edit(arguments.document);
   Document& document = edit.Get();
@@ -77,6 +85,15 @@ int RunList(const EmbodimentArguments& arguments) {
   return 0;
 }
 
+// The document stands before the subcommand, which does not know of it.
+class SubcommandFormatter : public CLI::Formatter {
+ public:
+  std::string make_usage(const CLI::App* app, std::string name) const override {
+    name.insert(name.size() - app->get_name().size(), "DOC ");
+    return Formatter::make_usage(app, std::move(name));
+  }
+};
+
 }  // namespace
 
 void AddEmbodimentCommand(CLI::App& app, Command& chosen) {
@@ -103,6 +120,10 @@ void AddEmbodimentCommand(CLI::App& app, Command& chosen) {
   CLI::App* remove = verb->add_subcommand("remove", "Remove an embodiment");
   remove->add_option("NAME", arguments->name, "Its name, number or key")->required();
   remove->callback(choose(RunRemove));
+
+  for (CLI::App* subcommand : verb->get_subcommands({})) {
+    subcommand->formatter(std::make_shared<SubcommandFormatter>());
+  }
 }
 
 }  // namespace host

@@ -25,8 +25,14 @@ std::size_t Width(std::string_view text) {
       std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
 }
 
+[[noreturn]] void FailOutput() {
+  throw HostError("standard output: cannot be written; look where it leads");
+}
+
 void Print(std::string_view text) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
+    FailOutput();
+  }
 }
 
 }  // namespace
@@ -42,7 +48,7 @@ void PrintWarning(std::string_view text) {
 
 void FinishOutput() {
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    throw HostError("standard output: cannot be written; look where it leads");
+    FailOutput();
   }
 }
 

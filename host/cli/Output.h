@@ -11,7 +11,8 @@
 
 namespace host {
 
-/// Results go to standard output, everything else to standard error.
+/// Results go to standard output, everything else to standard error. Throws HostError where it is found that standard
+/// output takes no more.
 
 /// Each prints one clean line, whatever the text brings along (OneLine).
 void PrintLine(std::string_view line);

@@ -24,6 +24,7 @@ struct PositionsArguments {
   std::string embodiment;
   std::string sort = "position";
   bool flat = false;
+  bool keys = false;
   bool csv = false;
   bool json = false;
 };
@@ -85,14 +86,23 @@ std::string BodiesText(const std::vector<BodyPlace>& bodies) {
   return fmt::format("{}", fmt::join(texts, " "));
 }
 
-void PrintText(const Document& document, const std::vector<Bill>& bills) {
+void PrintText(const Document& document, const std::vector<Bill>& bills, bool keys) {
+  Row heading = {"POS", "MARKING", "NAME", "COUNT", "BODIES"};
+  if (keys) {
+    heading.push_back("KEY");
+  }
   for (const Bill& bill : bills) {
     const std::string indent(bill.depth * 2, ' ');
     PrintLine(indent + document.productData.DisplayName(bill.assembly));
-    PrintTable({indent + "  POS", "MARKING", "NAME", "COUNT", "BODIES"}, [&](const RowVisitor& row) {
+    heading.front() = indent + "  POS";
+    PrintTable(heading, [&](const RowVisitor& row) {
       for (const BillLine& line : bill.lines) {
-        row({fmt::format("{}  {}", indent, ValueText(line.position)), line.marking, line.name,
-             std::to_string(line.count), BodiesText(line.bodies)});
+        Row cells = {fmt::format("{}  {}", indent, ValueText(line.position)), line.marking, line.name,
+                     std::to_string(line.count), BodiesText(line.bodies)};
+        if (keys) {
+          cells.push_back(KeyText(line.groupObject));
+        }
+        row(cells);
       }
     });
   }
@@ -113,14 +123,15 @@ std::string CsvField(const std::string& text) {
   return quoted + "\"";
 }
 
-void PrintCsv(const Document& document, const std::vector<Bill>& bills) {
-  PrintLine("assembly,position,marking,name,count,bodies");
+void PrintCsv(const Document& document, const std::vector<Bill>& bills, bool keys) {
+  PrintLine(fmt::format("assembly,position,marking,name,count,bodies{}", keys ? ",key" : ""));
   for (const Bill& bill : bills) {
     const std::string assembly = document.productData.DisplayName(bill.assembly);
     for (const BillLine& line : bill.lines) {
-      PrintLine(fmt::format("{},{},{},{},{},{}", CsvField(assembly), CsvField(ValueText(line.position)),
+      PrintLine(fmt::format("{},{},{},{},{},{}{}", CsvField(assembly), CsvField(ValueText(line.position)),
                             CsvField(line.marking), CsvField(line.name), line.count,
-                            CsvField(fmt::format("{}", fmt::join(PlaceTexts(line.bodies), " ")))));
+                            CsvField(fmt::format("{}", fmt::join(PlaceTexts(line.bodies), " "))),
+                            keys ? "," + CsvField(KeyText(line.groupObject)) : ""));
     }
   }
 }
@@ -133,16 +144,20 @@ nlohmann::ordered_json PositionJson(const SimplePropVal& position) {
   return position.IsEmpty() ? nlohmann::ordered_json() : nlohmann::ordered_json(ValueText(position));
 }
 
-void PrintJson(const Document& document, const std::vector<Bill>& bills) {
+void PrintJson(const Document& document, const std::vector<Bill>& bills, bool keys) {
   JsonList list;
   for (const Bill& bill : bills) {
     for (const BillLine& line : bill.lines) {
-      list.Add({{"assembly", document.productData.DisplayName(bill.assembly)},
-                {"position", PositionJson(line.position)},
-                {"marking", line.marking},
-                {"name", line.name},
-                {"count", line.count},
-                {"bodies", PlaceTexts(line.bodies)}});
+      nlohmann::ordered_json element = {{"assembly", document.productData.DisplayName(bill.assembly)},
+                                        {"position", PositionJson(line.position)},
+                                        {"marking", line.marking},
+                                        {"name", line.name},
+                                        {"count", line.count},
+                                        {"bodies", PlaceTexts(line.bodies)}};
+      if (keys) {
+        element["key"] = KeyText(line.groupObject);
+      }
+      list.Add(element);
     }
   }
   list.Finish();
@@ -173,11 +188,11 @@ int RunPositions(const PositionsArguments& arguments) {
     Sort(bill.lines, arguments.sort);
   }
   if (arguments.json) {
-    PrintJson(*document, bills);
+    PrintJson(*document, bills, arguments.keys);
   } else if (arguments.csv) {
-    PrintCsv(*document, bills);
+    PrintCsv(*document, bills, arguments.keys);
   } else {
-    PrintText(*document, bills);
+    PrintText(*document, bills, arguments.keys);
   }
   return ReportDisagreements(*document, bills);
 }
@@ -193,7 +208,10 @@ void AddPositionsCommand(CLI::App& app, Command& chosen) {
   verb->add_option("--embodiment", arguments->embodiment, "The root in this embodiment, by name, number or key");
   verb->add_option("--sort", arguments->sort, "By position, marking, name or count (the largest first)")
       ->check(CLI::IsMember({"position", "marking", "name", "count"}));
-  verb->add_flag("--flat", arguments->flat, "One table that sums the parts of the whole product")->excludes(component);
+  CLI::Option* flat = verb->add_flag("--flat", arguments->flat, "One table that sums the parts of the whole product")
+                          ->excludes(component);
+  verb->add_flag("--keys", arguments->keys, "Add the key of each line, which names it where a marking is ambiguous")
+      ->excludes(flat);
   CLI::Option* csv = verb->add_flag("--csv", arguments->csv, "Print CSV");
   verb->add_flag("--json", arguments->json, "Print JSON")->excludes(csv);
   verb->callback([&chosen, arguments] {

@@ -22,31 +22,37 @@ struct UpdateArguments {
   bool dryRun = false;
 };
 
-int RunUpdate(const UpdateArguments& arguments) {
-  if (arguments.output.empty() && !arguments.dryRun) {
-    throw HostError("name the document to make with -o, or look first with --dry-run");
+MergeReport Merge(Document& document, const StepAssembly& assembly, const UpdateArguments& arguments) {
+  return WithFileName(arguments.step.file,
+                      [&] { return MergeAssembly(document, assembly, arguments.step.file.stem().string()); });
+}
+
+void Print(const UpdateArguments& arguments, const StepAssembly& assembly, const MergeReport& report) {
+  PrintStepWarnings(arguments.step, assembly);
+  for (const std::string& change : report.changes) {
+    PrintLine(change);
   }
-  if (!arguments.dryRun) {
-    RequireOutputPlace(arguments.output);
-  }
+  PrintLine(fmt::format("kept {}, added {}, moved {}, removed {} occurrences{}", report.kept, report.added,
+                        report.moved, report.removed, arguments.dryRun ? " (nothing was written)" : ""));
+  FinishOutput();
+}
+
+int RunDry(const UpdateArguments& arguments) {
   const std::unique_ptr<Document> document = LoadDocument(arguments.document);
   const StepAssembly assembly = ReadStepInput(arguments.step);
-  const MergeReport report = WithFileName(
-      arguments.step.file, [&] { return MergeAssembly(*document, assembly, arguments.step.file.stem().string()); });
-  const auto print = [&] {
-    PrintStepWarnings(arguments.step, assembly);
-    for (const std::string& change : report.changes) {
-      PrintLine(change);
-    }
-    PrintLine(fmt::format("kept {}, added {}, moved {}, removed {} occurrences{}", report.kept, report.added,
-                          report.moved, report.removed, arguments.dryRun ? " (nothing was written)" : ""));
-    FinishOutput();
-  };
-  if (arguments.dryRun) {
-    print();
-  } else {
-    SaveDocument(*document, arguments.output, print);
+  Print(arguments, assembly, Merge(*document, assembly, arguments));
+  return 0;
+}
+
+int RunUpdate(const UpdateArguments& arguments) {
+  if (arguments.output.empty()) {
+    throw HostError("name the document to make with -o, or look first with --dry-run");
   }
+  RequireOutputPlace(arguments.output);
+  DocumentEdit edit(arguments.document, arguments.output);
+  const StepAssembly assembly = ReadStepInput(arguments.step);
+  const MergeReport report = Merge(edit.Get(), assembly, arguments);
+  edit.Save([&] { Print(arguments, assembly, report); });
   return 0;
 }
 
@@ -60,7 +66,10 @@ void AddUpdateCommand(CLI::App& app, Command& chosen) {
   verb->add_option("-o,--output", arguments->output, "The document to make; an older one is replaced");
   verb->add_flag("--dry-run", arguments->dryRun, "Tell what would change, and change nothing");
   verb->callback([&chosen, arguments] {
-    chosen = [arguments] { return WithFileName(arguments->document, [&] { return RunUpdate(*arguments); }); };
+    chosen = [arguments] {
+      return WithFileName(arguments->document,
+                          [&] { return arguments->dryRun ? RunDry(*arguments) : RunUpdate(*arguments); });
+    };
   });
 }
 

@@ -61,8 +61,10 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // A file that reaches its size limit is an error of the write, not the end of the process.
+  // A file that reaches its size limit and a reader of the output that is gone are errors of the write, not the end of
+  // the process, which has to take back what it has half written.
   std::signal(SIGXFSZ, SIG_IGN);
+  std::signal(SIGPIPE, SIG_IGN);
   try {
     return Run(argc, argv);
   } catch (const host::HostError& error) {

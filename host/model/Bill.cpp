@@ -97,7 +97,7 @@ class BillMaker {
   };
 
   const LinePlace& PlaceOf(std::size_t bill, const ComponentPath& occurrence, const UniqueMetaObjectKey& groupObject) {
-    const auto [found, isNew] = placeOf.try_emplace(groupObject);
+    const auto [found, isNew] = placeOf.try_emplace({bill, groupObject});
     if (isNew) {
       found->second = {bills[bill].lines.size(), HolderPath(occurrence)};
       BillLine line;
@@ -134,7 +134,8 @@ class BillMaker {
   ModelDocument view;
   std::vector<Bill> bills;
   std::map<UniqueMetaObjectKey, std::size_t> billOf;
-  std::map<UniqueMetaObjectKey, LinePlace> placeOf;
+  // By bill and line: in a damaged document a line may stand in several bills.
+  std::map<std::pair<std::size_t, UniqueMetaObjectKey>, LinePlace> placeOf;
 };
 
 }  // namespace

@@ -20,6 +20,12 @@ bool IsNamed(const ProductData& data, const UniqueMetaObjectKey& key, const std:
          data.ProductText(key, c_productName) == text || data.DisplayName(key) == text;
 }
 
+bool LooksLikePath(const std::string& text) {
+  constexpr const char* c_digits = "0123456789";
+  return text.find_first_of(c_digits) != std::string::npos &&
+         text.find_first_not_of(std::string(c_digits) + '/') == std::string::npos;
+}
+
 std::string Describe(const Document& document, const UniqueMetaObjectKey& key) {
   const MetaObject* object = document.productData.Find(key);
   const bool isLine = object != nullptr && object->type == MetaObjectType::groupObject;
@@ -44,10 +50,8 @@ UniqueMetaObjectKey Only(const Document& document, const std::vector<UniqueMetaO
   return candidates.front();
 }
 
-}  // namespace
-
-UniqueMetaObjectKey FindLine(const Document& document, const std::string& text,
-                             const std::optional<UniqueMetaObjectKey>& assembly) {
+std::vector<UniqueMetaObjectKey> LinesCalled(const Document& document, const std::string& text,
+                                             const std::optional<UniqueMetaObjectKey>& assembly) {
   std::vector<UniqueMetaObjectKey> candidates;
   for (const auto& [key, object] : document.productData.All()) {
     if (object.type == MetaObjectType::groupObject && (!assembly || object.holder == *assembly) &&
@@ -55,7 +59,19 @@ UniqueMetaObjectKey FindLine(const Document& document, const std::string& text,
       candidates.push_back(key);
     }
   }
+  return candidates;
+}
+
+UniqueMetaObjectKey OnlyLine(const Document& document, const std::vector<UniqueMetaObjectKey>& candidates,
+                             const std::string& text) {
   return Only(document, candidates, text, "line of a bill", "'qlinks positions' shows the lines");
+}
+
+}  // namespace
+
+UniqueMetaObjectKey FindLine(const Document& document, const std::string& text,
+                             const std::optional<UniqueMetaObjectKey>& assembly) {
+  return OnlyLine(document, LinesCalled(document, text, assembly), text);
 }
 
 UniqueMetaObjectKey FindOccurrenceOrLine(const Document& document, const std::string& text) {
@@ -70,7 +86,14 @@ UniqueMetaObjectKey FindOccurrenceOrLine(const Document& document, const std::st
       return component.occurrence;
     }
   }
-  return FindLine(document, text, std::nullopt);
+  const std::vector<UniqueMetaObjectKey> lines = LinesCalled(document, text, std::nullopt);
+  if (lines.empty() && LooksLikePath(text)) {
+    throw DocumentError(
+        fmt::format("no component {}, and no line of a bill is called so; 'qlinks links' shows the paths, "
+                    "'qlinks positions' the lines",
+                    text));
+  }
+  return OnlyLine(document, lines, text);
 }
 
 UniqueMetaObjectKey FindRootOccurrence(const Document& document, const std::string& text) {

@@ -115,7 +115,11 @@ class OpenDocument {
     if (purpose == Purpose::change && ::access(path.c_str(), W_OK) != 0) {
       throw SqliteError(path, SQLITE_READONLY, "");
     }
-    database.Execute(purpose == Purpose::change ? "BEGIN IMMEDIATE" : "BEGIN");
+    if (purpose == Purpose::change) {
+      database.BeginWriting();
+    } else {
+      database.Execute("BEGIN");
+    }
     CheckFormat();
   }
 
@@ -599,12 +603,18 @@ std::optional<Database> LockReplaced(const std::filesystem::path& path) {
     throw SqliteError(path, SQLITE_READONLY, "");
   }
   Database replaced(path, SQLITE_OPEN_READWRITE);
-  replaced.Execute("BEGIN IMMEDIATE");
+  replaced.BeginWriting();
   auto id = replaced.Prepare("PRAGMA application_id");
   if (!id.Step() || id.Integer(0) != c_applicationId) {
     throw HostError(fmt::format("{}: a database of another program; choose another name with -o", path.string()));
   }
   return replaced;
+}
+
+// By name, whatever file another program puts there meanwhile.
+bool IsSamePlace(const std::filesystem::path& one, const std::filesystem::path& other) {
+  std::error_code ignored;
+  return std::filesystem::weakly_canonical(one, ignored) == std::filesystem::weakly_canonical(other, ignored);
 }
 
 }  // namespace
@@ -631,21 +641,31 @@ class DocumentEdit::Source : public OpenDocument {
   using OpenDocument::OpenDocument;
 };
 
-DocumentEdit::DocumentEdit(const std::filesystem::path& path)
-    : file(path),
-      source(std::make_unique<Source>(path, OpenDocument::Purpose::change)),
-      document(std::make_unique<Document>()) {
-  source->Load(*document);
+DocumentEdit::DocumentEdit(const std::filesystem::path& path) : DocumentEdit(path, path) {}
+
+DocumentEdit::DocumentEdit(const std::filesystem::path& path, const std::filesystem::path& output) : file(output) {
+  if (IsSamePlace(path, output)) {
+    source = std::make_unique<Source>(path, OpenDocument::Purpose::change);
+    document = std::make_unique<Document>();
+    source->Load(*document);
+  } else {
+    document = LoadDocument(path);
+  }
 }
 
 DocumentEdit::~DocumentEdit() = default;
 
 void DocumentEdit::Save(const std::function<void()>& report) {
+  if (source == nullptr) {
+    SaveDocument(*document, file, report);
+    return;
+  }
   Database& database = source->Connection();
   for (const Table& table : c_tables) {
     database.Execute(fmt::format("DELETE FROM {}", table.name).c_str());
   }
   WithFileName(file, [&] { WriteContent(database, *document); });
+  database.Flush();
   report();
   database.Execute("COMMIT");
   source.reset();

@@ -17,25 +17,31 @@ bool IsDatabaseFile(const std::filesystem::path& path);
 /// Reads a document whole. Throws HostError for anything that is no readable document of this format. Never null.
 std::unique_ptr<Document> LoadDocument(const std::filesystem::path& path);
 
-/// A document that is changed in its place. The file is locked for writing from the reading to the saving, so that of
-/// two programs one waits for the other and then is refused, and no change is lost.
+/// A document that is read, changed and saved. In its place it is locked for writing from the reading to the saving, so
+/// that of two programs one waits for the other and then is refused, and no change is lost.
 class DocumentEdit {
  public:
-  /// Reads the document under the lock. Throws as LoadDocument does, and where the document is read-only or locked.
+  /// To be saved in its place: reads the document under the lock. Throws as LoadDocument does, and where the document
+  /// is read-only or locked.
   explicit DocumentEdit(const std::filesystem::path& path);
+  /// To be saved as `output`: in its place where that is the document itself, under whatever name, else as SaveDocument
+  /// does.
+  DocumentEdit(const std::filesystem::path& path, const std::filesystem::path& output);
   DocumentEdit(const DocumentEdit&) = delete;
   DocumentEdit& operator=(const DocumentEdit&) = delete;
   /// Without a Save the file is as it was.
   ~DocumentEdit();
 
   Document& Get() noexcept { return *document; }
-  /// Writes the document, as one transaction, and gives up the lock. At most once. `report` as for SaveDocument; where
-  /// something throws the file is as it was.
+  /// Writes the document, in its place as one transaction, and gives up the lock. At most once. `report` as for
+  /// SaveDocument; where something throws the file is as it was.
   void Save(const std::function<void()>& report = [] {});
 
  private:
   class Source;
+  // Where to save.
   std::filesystem::path file;
+  // The locked document; null where it is saved to another place.
   std::unique_ptr<Source> source;
   std::unique_ptr<Document> document;
 };

@@ -68,6 +68,22 @@ void Database::Execute(const char* sql) {
   }
 }
 
+void Database::BeginWriting() {
+  Execute("BEGIN IMMEDIATE");
+  int hasMoved = 0;
+  sqlite3_file_control(connection.get(), nullptr, SQLITE_FCNTL_HAS_MOVED, &hasMoved);
+  if (hasMoved != 0) {
+    throw HostError(fmt::format("{}: replaced by another program meanwhile; try again", file.string()));
+  }
+}
+
+void Database::Flush() {
+  const int code = sqlite3_db_cacheflush(connection.get());
+  if (code != SQLITE_OK) {
+    throw SqliteError(file, code, sqlite3_errstr(code));
+  }
+}
+
 Statement Database::Prepare(std::string_view sql) {
   sqlite3_stmt* prepared = nullptr;
   const int code = sqlite3_prepare_v2(connection.get(), sql.data(), static_cast<int>(sql.size()), &prepared, nullptr);

@@ -32,6 +32,12 @@ class Database {
   static constexpr int c_busyMilliseconds = 1000;
 
   void Execute(const char* sql);
+  /// Begins a transaction that may write, and locks the file for that. Throws HostError where another program has put
+  /// another file in the place of this one since it was opened: what were written would be lost.
+  void BeginWriting();
+  /// Brings to the file what the transaction has written, so that a lock or room that is missing shows here and not
+  /// at its end. Readers have to wait from here on.
+  void Flush();
   Statement Prepare(std::string_view sql);
   /// Refuses values and rows that are longer than this; SQLite's own limit holds as well.
   void LimitLength(std::uint64_t bytes);

@@ -22,7 +22,7 @@
 #include "tests/support/FixtureLinks.h"
 #include "tests/support/LinksCodec.h"
 #include "tests/support/LinksCodecStore.h"
-#include "tests/support/MemoryFaults.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/SectionDamage.h"
 #include "tests/support/StreamFaults.h"
 
@@ -58,7 +58,7 @@ Outcome Read(const codec::Bytes& bytes, const codec::Versions& versions, const c
     in.setState(static_cast<io::state>(faultsBefore));
   }
   try {
-    const RefusedLargeAllocations refused(c_mostElements * sizeof(std::uint32_t));
+    const FailingLargeAllocations refused(c_mostElements * sizeof(std::uint32_t));
     ReadMetaObjectsLinks(in, *store, metaData);
   } catch (const std::bad_alloc&) {
     outcome.ranOutOfMemory = true;
@@ -81,7 +81,7 @@ std::string CheckReading(const codec::Bytes& bytes, const codec::Versions& versi
   if (!runsOutOfMemory) {
     codec::Merge(decoded, expected, productData);
   }
-  const MemoryUse use;
+  const AllocationCounter use;
   {
     const CodecMetaProductData metaData(EverythingKnown());
     const Outcome outcome = Read(bytes, versions, expected, productData == nullptr ? nullptr : &metaData, faultsBefore);
@@ -98,7 +98,7 @@ std::string CheckReading(const codec::Bytes& bytes, const codec::Versions& versi
       return outcome.difference;
     }
   }
-  return use.Blocks() == 0 ? "" : "blocks of memory are left";
+  return use.Live() == 0 ? "" : "blocks of memory are left";
 }
 
 // A reading that ends at the first fault, which needs no limit of records: the first difference from the codec's.
@@ -110,7 +110,7 @@ std::string CheckStrictReading(const codec::Bytes& bytes, const codec::Versions&
   in.throwsFaults = true;
   auto end = codec::Decoded::End::whole;
   try {
-    const RefusedLargeAllocations refused(c_mostElements * sizeof(std::uint32_t));
+    const FailingLargeAllocations refused(c_mostElements * sizeof(std::uint32_t));
     ReadMetaObjectsLinks(in, *store, nullptr);
   } catch (const std::bad_alloc&) {
     end = codec::Decoded::End::outOfMemory;

@@ -20,12 +20,12 @@
 #include "tests/support/ExceptionModeOff.h"
 #include "tests/support/LinksCodec.h"
 #include "tests/support/LinksCodecStore.h"
-#include "tests/support/MemoryFaults.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/StreamFaults.h"
 
 namespace {
 
-using How = RefusedAllocations::How;
+using Refusal = FailingAllocations::Refusal;
 using codec::Link;
 using codec::Links;
 using codec::Path;
@@ -86,13 +86,13 @@ std::set<std::size_t> PlacesOfCopies(const codec::Bytes& section, const codec::V
   return places;
 }
 
-class WritingWithoutMemory : public testing::TestWithParam<How> {};
+class WritingWithoutMemory : public testing::TestWithParam<Refusal> {};
 
-INSTANTIATE_TEST_SUITE_P(Refused, WritingWithoutMemory, testing::Values(How::once, How::fromThenOn),
-                         [](const auto& instance) { return instance.param == How::once ? "Once" : "FromThenOn"; });
+INSTANTIATE_TEST_SUITE_P(Refused, WritingWithoutMemory, testing::Values(Refusal::once, Refusal::forEver),
+                         [](const auto& instance) { return instance.param == Refusal::once ? "Once" : "ForEver"; });
 
 TEST_P(WritingWithoutMemory, EndsWithinARecordAndChangesNothingElse) {
-  const MemoryUse use;
+  const AllocationCounter use;
   {
     const TestStore held(c_long);
     const MbPath filter = PathOf(c_longPath);
@@ -108,7 +108,7 @@ TEST_P(WritingWithoutMemory, EndsWithinARecordAndChangesNothingElse) {
           FixedWriter out(versions);
           bool isWritten = false;
           {
-            const RefusedAllocations refused(number, GetParam());
+            const FailingAllocations refused(number, GetParam());
             try {
               held.store->WriteMetaObjectsLinks(out);
               isWritten = true;
@@ -134,12 +134,12 @@ TEST_P(WritingWithoutMemory, EndsWithinARecordAndChangesNothingElse) {
     }
     held.store->SetWriteComponentPath(nullptr);
   }
-  EXPECT_EQ(use.Blocks(), 0);
+  EXPECT_EQ(use.Live(), 0);
 }
 
 // The links with one kind of path emptied: of link number `first`, or of it and all that follow.
-Links WithoutPaths(Links links, std::size_t first, How how, Path Link::*path) {
-  for (std::size_t i = first; i < links.size() && (how == How::fromThenOn || i == first); ++i) {
+Links WithoutPaths(Links links, std::size_t first, Refusal refusal, Path Link::*path) {
+  for (std::size_t i = first; i < links.size() && (refusal == Refusal::forEver || i == first); ++i) {
     links[i].*path = {};
   }
   return links;
@@ -158,9 +158,9 @@ TEST_P(WritingWithoutMemory, WritesPathsAsEmptyWhereExceptionsAreOff) {
   for (std::size_t number = 0; number <= all.size(); ++number) {
     FixedWriter out(c_current);
     {
-      const RefusedAllocations refused(number + 1, GetParam());
+      const FailingAllocations refused(number + 1, GetParam());
       held.store->WriteMetaObjectsLinks(out);
-      ASSERT_EQ(refused.HasRefused(), number < all.size());
+      ASSERT_EQ(refused.HasFailed(), number < all.size());
     }
     ASSERT_EQ(out.written, SectionOf(WithoutPaths(all, number, GetParam(), &Link::componentPath), c_current));
     ASSERT_EQ(out.State(), 0u);
@@ -181,15 +181,15 @@ TEST_P(WritingWithoutMemory, OfOneComponentWritesSecondPathsAsEmptyWhereExceptio
   for (bool hasRefused = true; hasRefused; ++number) {
     FixedWriter out(c_current);
     {
-      const RefusedAllocations refused(number, GetParam());
+      const FailingAllocations refused(number, GetParam());
       held.store->WriteMetaObjectsLinks(out);
-      hasRefused = refused.HasRefused();
+      hasRefused = refused.HasFailed();
     }
     ASSERT_EQ(out.State(), 0u);
     const codec::Bytes whole = SectionOf(all, c_current, &c_longPath);
     const codec::Bytes without =
         SectionOf(WithoutPaths(all, lost, GetParam(), &Link::secondPath), c_current, &c_longPath);
-    if (GetParam() == How::once) {
+    if (GetParam() == Refusal::once) {
       // Every other allocation is for a path that is dropped anyway.
       const bool isForSecondPath = hasRefused && number % 2 == 0;
       ASSERT_EQ(out.written, isForSecondPath ? without : whole) << number;
@@ -204,7 +204,7 @@ TEST_P(WritingWithoutMemory, OfOneComponentWritesSecondPathsAsEmptyWhereExceptio
 }
 
 TEST_P(WritingWithoutMemory, OfAWritePathThatCannotBeCopiedWritesAllLinks) {
-  const MemoryUse use;
+  const AllocationCounter use;
   {
     const TestStore held(c_long);
     const codec::Bytes whole = SectionOf({c_long[0], c_long[1], c_long[2], c_long[0], c_long[1], c_long[2]}, c_current);
@@ -214,7 +214,7 @@ TEST_P(WritingWithoutMemory, OfAWritePathThatCannotBeCopiedWritesAllLinks) {
     for (bool isSet = false; !isSet;) {
       held.store->SetWriteComponentPath(&first);
       {
-        const RefusedAllocations refused(failures + 1, GetParam());
+        const FailingAllocations refused(failures + 1, GetParam());
         try {
           held.store->SetWriteComponentPath(&second);
           isSet = true;
@@ -231,7 +231,7 @@ TEST_P(WritingWithoutMemory, OfAWritePathThatCannotBeCopiedWritesAllLinks) {
     EXPECT_EQ(failures, 2u);
     held.store->SetWriteComponentPath(nullptr);
   }
-  EXPECT_EQ(use.Blocks(), 0);
+  EXPECT_EQ(use.Live(), 0);
 }
 
 // ---- reading without memory
@@ -281,13 +281,13 @@ struct Merge {
 };
 
 struct ReadingCase {
-  How how;
+  Refusal refusal;
   codec::Versions versions;
   bool hasProductData;
 };
 
 std::string NameOf(const ReadingCase& reading) {
-  return std::string(reading.how == How::once ? "Once" : "FromThenOn") +
+  return std::string(reading.refusal == Refusal::once ? "Once" : "ForEver") +
          (reading.versions.app == c_oneSet.app ? "OneSet" : "TwoSets") + (reading.hasProductData ? "Repaired" : "");
 }
 
@@ -297,10 +297,10 @@ void PrintTo(const ReadingCase& reading, std::ostream* out) {
 
 std::vector<ReadingCase> ReadingCases() {
   std::vector<ReadingCase> cases;
-  for (const How how : {How::once, How::fromThenOn}) {
+  for (const Refusal refusal : {Refusal::once, Refusal::forEver}) {
     for (const codec::Versions& versions : {c_current, c_oneSet}) {
-      cases.push_back({how, versions, false});
-      cases.push_back({how, versions, true});
+      cases.push_back({refusal, versions, false});
+      cases.push_back({refusal, versions, true});
     }
   }
   return cases;
@@ -315,12 +315,12 @@ class ReadingWithoutMemory : public testing::TestWithParam<ReadingCase> {
   bool TryToRead(reader& in, IProductGeometryObjects3D& store, std::size_t number) const {
     // Its answers ask for memory as well.
     const CodecMetaProductData metaData(KnownKeys());
-    const RefusedAllocations refused(number, GetParam().how);
+    const FailingAllocations refused(number, GetParam().refusal);
     try {
       ReadMetaObjectsLinks(in, store, GetParam().hasProductData ? &metaData : nullptr);
       return true;
     } catch (const std::bad_alloc&) {
-      EXPECT_TRUE(refused.HasRefused());
+      EXPECT_TRUE(refused.HasFailed());
       return false;
     }
   }
@@ -339,7 +339,7 @@ TEST_P(ReadingWithoutMemory, LeavesABeginningOfTheMergeAndAStoreThatWorksOn) {
   std::set<std::size_t> seen;
   bool isRead = false;
   for (std::size_t number = 1; !isRead; ++number) {
-    const MemoryUse use;
+    const AllocationCounter use;
     {
       const TestStore held(merge.held);
       MemoryReader in(bytes, ToLibrary(Versions()));
@@ -364,7 +364,7 @@ TEST_P(ReadingWithoutMemory, LeavesABeginningOfTheMergeAndAStoreThatWorksOn) {
       ReadMetaObjectsLinks(again, *held.store, GetParam().hasProductData ? &metaData : nullptr);
       ASSERT_EQ(DifferenceOf(*held.store, expected), "") << number;
     }
-    ASSERT_EQ(use.Blocks(), 0) << number;
+    ASSERT_EQ(use.Live(), 0) << number;
     seen.insert(reached);
   }
   EXPECT_EQ(*seen.begin(), 0u);
@@ -411,20 +411,20 @@ TEST_P(ReadingWithoutMemory, LosesTheElementsOfOnePathAtMostWhereExceptionsAreOf
   std::size_t readings = 0;
   std::size_t failures = 0;
   for (bool hasRefused = true; hasRefused;) {
-    const MemoryUse use;
+    const AllocationCounter use;
     {
       const TestStore held;
       MemoryReader in(bytes, ToLibrary(Versions()));
       const CodecMetaProductData metaData(KnownKeys());
       bool isRead = false;
       {
-        const RefusedAllocations refused(readings + failures + 1, GetParam().how);
+        const FailingAllocations refused(readings + failures + 1, GetParam().refusal);
         try {
           ReadMetaObjectsLinks(in, *held.store, GetParam().hasProductData ? &metaData : nullptr);
           isRead = true;
         } catch (const std::bad_alloc&) {
         }
-        hasRefused = refused.HasRefused();
+        hasRefused = refused.HasFailed();
       }
       const Links unique = CodecLinksOf(*held.store, LinkSet::Unique);
       const Links validated = CodecLinksOf(*held.store, LinkSet::Validated);
@@ -445,10 +445,10 @@ TEST_P(ReadingWithoutMemory, LosesTheElementsOfOnePathAtMostWhereExceptionsAreOf
         ASSERT_TRUE(unique.size() == whole.size() || validated.empty());
       }
     }
-    ASSERT_EQ(use.Blocks(), 0);
+    ASSERT_EQ(use.Live(), 0);
   }
   EXPECT_GT(failures, whole.size());
-  if (GetParam().how == How::once) {
+  if (GetParam().refusal == Refusal::once) {
     EXPECT_GE(readings, 2 * whole.size());
     EXPECT_GE(lostInAll, 2 * whole.size());
   } else {
@@ -468,7 +468,7 @@ INSTANTIATE_TEST_SUITE_P(Forms, FailingStreams, testing::Values(c_current, c_one
                          });
 
 TEST_P(FailingStreams, EndAWritingAtOnceWhicheverCallThrows) {
-  const MemoryUse use;
+  const AllocationCounter use;
   {
     const TestStore held(c_long);
     FailingWriter whole(ToLibrary(GetParam()));
@@ -489,7 +489,7 @@ TEST_P(FailingStreams, EndAWritingAtOnceWhicheverCallThrows) {
     held.store->WriteMetaObjectsLinks(again);
     ASSERT_EQ(again.bytes, whole.bytes);
   }
-  EXPECT_EQ(use.Blocks(), 0);
+  EXPECT_EQ(use.Live(), 0);
 }
 
 // The reader checks itself into a set of its own, so nothing reaches the store before the last call.
@@ -500,7 +500,7 @@ TEST_P(FailingStreams, EndAReadingAtOnceAndChangeNothingWhicheverCallThrows) {
   for (const std::size_t cut : {std::size_t{0}, std::size_t{30}}) {
     bytes.resize(bytes.size() - cut);
     for (const bool hasProductData : {false, true}) {
-      const MemoryUse use;
+      const AllocationCounter use;
       {
         const TestStore held({{"held", 1, c_longPath, {}, ""}});
         const CodecMetaProductData metaData(KnownKeys());
@@ -526,7 +526,7 @@ TEST_P(FailingStreams, EndAReadingAtOnceAndChangeNothingWhicheverCallThrows) {
         codec::Merge(codec::DecodeSection(bytes, GetParam()), expected, hasProductData ? &KnownKeys() : nullptr);
         ASSERT_EQ(DifferenceOf(*held.store, expected), "");
       }
-      ASSERT_EQ(use.Blocks(), 0);
+      ASSERT_EQ(use.Live(), 0);
     }
   }
 }
@@ -584,7 +584,7 @@ TEST(FailingProductData, LeavesTheLinksAddedBeforeWhicheverQuestionThrows) {
     const codec::Decoded section = codec::DecodeSection(bytes, versions);
     std::size_t call = 1;
     for (bool hasFailed = true; hasFailed; ++call) {
-      const MemoryUse use;
+      const AllocationCounter use;
       {
         TestStore held(merge.held);
         const codec::ProductData ofCodec = FailingProductData(std::make_shared<FailingAnswers>(call));
@@ -597,7 +597,7 @@ TEST(FailingProductData, LeavesTheLinksAddedBeforeWhicheverQuestionThrows) {
         ASSERT_EQ(in.Position(), bytes.size());
         ASSERT_TRUE(in.good());
       }
-      ASSERT_EQ(use.Blocks(), 0) << call;
+      ASSERT_EQ(use.Live(), 0) << call;
     }
     // Each of the four links of bodies is asked about, and three of them are known.
     EXPECT_EQ(call, 9u);
@@ -611,7 +611,7 @@ TEST(FailingValidator, LeavesTheLinksAddedBeforeWhicheverLinkItThrowsFor) {
     const codec::Decoded section = codec::DecodeSection(bytes, versions);
     std::size_t call = 1;
     for (bool hasFailed = true; hasFailed; ++call) {
-      const MemoryUse use;
+      const AllocationCounter use;
       {
         const auto ofCodec = std::make_shared<FailingAnswers>(call);
         const auto ofLibrary = std::make_shared<FailingAnswers>(call);
@@ -628,7 +628,7 @@ TEST(FailingValidator, LeavesTheLinksAddedBeforeWhicheverLinkItThrowsFor) {
         ASSERT_EQ(Fails([&] { ReadMetaObjectsLinks(in, *store, nullptr); }), hasFailed) << call;
         ASSERT_EQ(DifferenceOf(*store, expected), "") << call;
       }
-      ASSERT_EQ(use.Blocks(), 0) << call;
+      ASSERT_EQ(use.Live(), 0) << call;
     }
     EXPECT_EQ(call, section.second.size() + 2);
   }
@@ -663,7 +663,7 @@ TEST(FailingStores, KeepTheLinksAddedBeforeWhicheverOperationThrows) {
     std::size_t reached = 0;
     std::size_t call = 1;
     for (bool hasFailed = true; hasFailed; ++call) {
-      const MemoryUse use;
+      const AllocationCounter use;
       {
         FailingStore store(call);
         MemoryReader in(bytes, ToLibrary(versions));
@@ -674,7 +674,7 @@ TEST(FailingStores, KeepTheLinksAddedBeforeWhicheverOperationThrows) {
         ASSERT_LT(reached, states.size()) << call;
         ASSERT_TRUE(hasFailed || DifferenceOf(store, states.back()).empty());
       }
-      ASSERT_EQ(use.Blocks(), 0) << call;
+      ASSERT_EQ(use.Live(), 0) << call;
     }
     // One question besides the links added, since one known link depends on another.
     EXPECT_EQ(call, 4 + section.second.size() + 1 + 2);

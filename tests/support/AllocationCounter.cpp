@@ -1,5 +1,6 @@
 #include "tests/support/AllocationCounter.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -19,50 +20,57 @@ struct Block {
 
 std::size_t allocations = 0;
 std::size_t releases = 0;
-std::size_t refusals = 0;
 std::size_t bytes = 0;
+std::size_t liveBlocks = 0;
+std::size_t liveBytes = 0;
+std::size_t peakBytes = 0;
 void* lastBlock = nullptr;
 std::size_t firstRefused = c_never;
 std::size_t lastRefused = c_never;
 bool hasRefused = false;
+std::size_t largestAllowed = c_never;
 
 // Of a fixed size, since noting a release must not allocate.
 std::array<Block, 1024> released;
 std::size_t releasedCount = 0;
 bool isLogging = false;
 
-void* Allocate(std::size_t size) {
+void* AllocateOrNull(std::size_t size) noexcept {
   ++allocations;
   bytes += size;
   if (allocations >= firstRefused && allocations <= lastRefused) {
-    ++refusals;
     hasRefused = true;
-    throw std::bad_alloc();
+    return nullptr;
   }
-  void* block = std::malloc(size == 0 ? 1 : size);
-  if (block == nullptr) {
-    throw std::bad_alloc();
+  void* block = size <= largestAllowed ? std::malloc(size == 0 ? 1 : size) : nullptr;
+  if (block != nullptr) {
+    ++liveBlocks;
+    liveBytes += malloc_usable_size(block);
+    peakBytes = std::max(peakBytes, liveBytes);
+    lastBlock = block;
   }
-  lastBlock = block;
   return block;
 }
 
-void* AllocateOrNull(std::size_t size) noexcept {
-  try {
-    return Allocate(size);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
+void* Allocate(std::size_t size) {
+  void* block = AllocateOrNull(size);
+  if (block == nullptr) {
+    throw std::bad_alloc();
   }
+  return block;
 }
 
 void Release(void* block) noexcept {
   if (block == nullptr) {
     return;
   }
+  const std::size_t size = malloc_usable_size(block);
   ++releases;
+  --liveBlocks;
+  liveBytes -= size;
   if (isLogging && releasedCount < released.size()) {
     const auto begin = reinterpret_cast<std::uintptr_t>(block);
-    released[releasedCount++] = {begin, begin + malloc_usable_size(block)};
+    released[releasedCount++] = {begin, begin + size};
   }
   std::free(block);
 }
@@ -101,8 +109,16 @@ void operator delete[](void* block, std::size_t) noexcept {
   Release(block);
 }
 
+void operator delete(void* block, const std::nothrow_t&) noexcept {
+  Release(block);
+}
+
+void operator delete[](void* block, const std::nothrow_t&) noexcept {
+  Release(block);
+}
+
 AllocationCounter::AllocationCounter() noexcept
-    : allocationsBefore(allocations), releasesBefore(releases), bytesBefore(bytes), refusalsBefore(refusals) {}
+    : allocationsBefore(allocations), releasesBefore(releases), bytesBefore(bytes), blocksBefore(liveBlocks) {}
 
 std::size_t AllocationCounter::Allocations() const noexcept {
   return allocations - allocationsBefore;
@@ -117,12 +133,19 @@ std::size_t AllocationCounter::Bytes() const noexcept {
 }
 
 std::ptrdiff_t AllocationCounter::Live() const noexcept {
-  return static_cast<std::ptrdiff_t>(Allocations() - (refusals - refusalsBefore)) -
-         static_cast<std::ptrdiff_t>(Releases());
+  return static_cast<std::ptrdiff_t>(liveBlocks) - static_cast<std::ptrdiff_t>(blocksBefore);
 }
 
 void* AllocationCounter::LastBlock() noexcept {
   return lastBlock;
+}
+
+PeakMemory::PeakMemory() noexcept : bytesBefore(liveBytes) {
+  peakBytes = liveBytes;
+}
+
+std::size_t PeakMemory::Bytes() const noexcept {
+  return peakBytes - bytesBefore;
 }
 
 FailingAllocations::FailingAllocations(std::size_t first, Refusal refusal) noexcept {
@@ -137,6 +160,14 @@ FailingAllocations::~FailingAllocations() {
 
 bool FailingAllocations::HasFailed() const noexcept {
   return hasRefused;
+}
+
+FailingLargeAllocations::FailingLargeAllocations(std::size_t largest) noexcept {
+  largestAllowed = largest;
+}
+
+FailingLargeAllocations::~FailingLargeAllocations() {
+  largestAllowed = c_never;
 }
 
 ReleaseLog::ReleaseLog() noexcept {

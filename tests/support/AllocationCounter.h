@@ -3,7 +3,7 @@
 #include <cstddef>
 
 /// A test program that is linked with AllocationCounter.cpp has its operator new and delete replaced, for
-/// itself and for every library that it loads. One thread only.
+/// itself and for every library that it loads: allocations are counted, and can be refused. One thread only.
 
 /// Counts from its construction on.
 class AllocationCounter {
@@ -24,7 +24,7 @@ class AllocationCounter {
   std::size_t allocationsBefore;
   std::size_t releasesBefore;
   std::size_t bytesBefore;
-  std::size_t refusalsBefore;
+  std::size_t blocksBefore;
 };
 
 /// How many allocations a call makes.
@@ -35,8 +35,20 @@ std::size_t AllocationsOf(Call&& call) {
   return counter.Allocations();
 }
 
+/// Measures the most memory that the program holds at one time, from its construction on. One at a time.
+class PeakMemory {
+ public:
+  PeakMemory() noexcept;
+
+  /// Less what was held at the construction.
+  std::size_t Bytes() const noexcept;
+
+ private:
+  std::size_t bytesBefore;
+};
+
 /// While it lives, allocation number `first`, counted from 1 at its construction, and every later one throw
-/// std::bad_alloc, or with `Refusal::once` that one alone. One at a time.
+/// std::bad_alloc (operator new(std::nothrow) gives null), or with `Refusal::once` that one alone. One at a time.
 class FailingAllocations {
  public:
   enum class Refusal { once, forEver };
@@ -48,6 +60,16 @@ class FailingAllocations {
 
   /// True when some allocation was refused.
   bool HasFailed() const noexcept;
+};
+
+/// While it lives, every allocation of more than `largest` bytes is refused, so that what a stream that lies asks for
+/// does not depend on the machine. One at a time.
+class FailingLargeAllocations {
+ public:
+  explicit FailingLargeAllocations(std::size_t largest) noexcept;
+  FailingLargeAllocations(const FailingLargeAllocations&) = delete;
+  FailingLargeAllocations& operator=(const FailingLargeAllocations&) = delete;
+  ~FailingLargeAllocations();
 };
 
 /// While it lives, notes which blocks are released, in order. One at a time.

@@ -172,10 +172,15 @@ class Refusals(AttributeTest):
                             document.path, *arguments[1:])
 
     def test_an_unknown_object(self):
-        for what in ("X-9", "9/9", "7", ""):
+        for what in ("X-9", ""):
             self.refused(f"no line of a bill is called '{what}'", "attribute", what)
             self.refused(f"no line of a bill is called '{what}'", "attribute", what, "exclude", "on")
             self.refused(f"no line of a bill is called '{what}'", "billet", what, "--manual")
+
+    def test_an_unknown_component(self):
+        for path in ("9/9", "7"):
+            self.refused(f"no component {path}, and no line", "attribute", path)
+            self.refused(f"no component {path}, and no line", "attribute", path, "exclude", "on")
 
     def test_an_ambiguous_name_with_its_candidates(self):
         for arguments in (["attribute", "B-1"], ["attribute", "B-1", "exclude", "on"], ["billet", "Bolt", "--manual"]):

@@ -190,6 +190,11 @@ class Refusals(EmbodimentTest):
         for name, number in (("", "03"), ("short", ""), ("", "")):
             self.refused("without a name or a number", self.document(), "add", name, "--number", number)
 
+    def test_a_name_that_the_list_has_for_the_base(self):
+        document = self.document()
+        self.assertIn("(base)", self.embodiment(document, "list"))
+        self.refused("'(base)' is what lists call the base embodiment", document, "add", "(base)", "--number", "03")
+
     def test_no_number(self):
         self.assert_refused("--number", "embodiment", self.document().path, "add", "light")
 

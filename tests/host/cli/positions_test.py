@@ -108,6 +108,20 @@ class Forms(PositionsTest):
         names = [line["name"] for line in self.json_of("positions", plant.path, "--sort", "name", "--component", "/")]
         self.assertEqual(names, sorted(names))
 
+    def test_with_keys_every_form_ends_with_the_key_that_names_the_line(self):
+        document = self.document()
+        keys = [document.key_of_line(marking, assembly).decode()
+                for marking, assembly in (("F-1", "M-1"), ("B-1", "M-1"), ("B-1", "F-1"), ("P-1", "F-1"))]
+        lines = self.json_of("positions", document.path, "--keys")
+        self.assertEqual([(list(line)[-1], line.pop("key")) for line in lines], [("key", key) for key in keys])
+        self.assertEqual(lines, self.json_of("positions", document.path))
+        rows = list(csv.DictReader(io.StringIO(self.text_of("positions", document.path, "--csv", "--keys"))))
+        self.assertEqual([(list(row)[-1], row["key"]) for row in rows], [("key", key) for key in keys])
+        shown = [line.split()[-1] for line in self.text_of("positions", document.path, "--keys").splitlines()]
+        self.assertEqual(shown, ["Machine", "KEY", *keys[:2], "Frame", "KEY", *keys[2:]])
+        self.text_of("position", document.path, keys[2], "9")
+        self.assertEqual(document.lines("F-1")["B-1"], 9)
+
     def test_numbers_are_sorted_as_numbers(self):
         step = StepFile()
         root = step.product("R-1", "Root")
@@ -202,6 +216,9 @@ class Refusals(PositionsTest):
     def test_a_component_that_does_not_exist(self):
         self.refused("no component 9", "--component", "9")
         self.refused("no component 1/4", "--component", "1/4")
+
+    def test_keys_of_lines_that_are_summed(self):
+        self.assert_refused(["--keys", "--flat"], "positions", self.document().path, "--flat", "--keys")
 
     def test_a_component_of_a_part(self):
         self.refused("component 1/2 is a part, which has no bill", "--component", "1/2")

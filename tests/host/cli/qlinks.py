@@ -38,12 +38,12 @@ def run(*arguments, as_anybody=False, memory=None, file_size=None, **options):
 
 
 class Lock:
-    """Another program that holds a lock on a document while the context lasts. A process of its own: this one's locks
-    would go with the first file that it closes."""
+    """Another program that holds a lock on a document while the context lasts: the one that the statement takes, a
+    query that of a reader. A process of its own: this one's locks would go with the first file that it closes."""
 
     def __init__(self, path, lock):
         code = ("import sqlite3, sys; other = sqlite3.connect(sys.argv[1], isolation_level=None); "
-                "other.execute(sys.argv[2]); print('locked', flush=True); sys.stdin.read()")
+                "rows = other.execute(sys.argv[2]); print('locked', flush=True); sys.stdin.read()")
         self.program = subprocess.Popen([sys.executable, "-c", code, path, lock], stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE)
 

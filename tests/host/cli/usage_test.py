@@ -34,6 +34,12 @@ class Help(QlinksTest):
         for verb in OPTIONS:
             self.assertEqual(self.text_of(verb, "--help"), self.text_of(verb, "-h"))
 
+    def test_of_what_an_embodiment_can_do_names_the_document_before_it(self):
+        doc = self.document().path
+        for what, arguments in (("add", " [OPTIONS] NAME"), ("list", " [OPTIONS]"), ("remove", " [OPTIONS] NAME")):
+            self.assertIn(f"Usage: qlinks embodiment DOC {what}{arguments}\n",
+                          self.text_of("embodiment", doc, what, "--help"))
+
     def test_version_is_one_line(self):
         self.assertRegex(self.text_of("--version"), r"\Aqlinks \d+\.\d+\.\d+\n\Z")
 

@@ -18,6 +18,10 @@
 #include "tests/support/ProductDataMocks.h"
 #include "vocabulary/PropertyNames.h"
 
+inline UniqueMetaObjectKey Key(const std::string& bytes) {
+  return UniqueMetaObjectKey(bytes);
+}
+
 /// A product as the tests describe it; uses name other products by their marking.
 struct TestProduct {
   std::string marking;

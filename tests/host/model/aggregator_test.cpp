@@ -12,11 +12,9 @@
 
 #include "tests/host/model/TestModel.h"
 
-using testing::_;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::NiceMock;
-using testing::Return;
 using testing::UnorderedElementsAre;
 
 namespace {
@@ -26,10 +24,6 @@ using host::BilletKind;
 using host::MetaObject;
 using host::MetaObjectType;
 using host::ProductData;
-
-UniqueMetaObjectKey Key(const std::string& bytes) {
-  return UniqueMetaObjectKey(bytes);
-}
 
 SimplePropVal Text(const std::wstring& text) {
   return SimplePropVal(text);

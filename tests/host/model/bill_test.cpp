@@ -199,6 +199,14 @@ TEST_F(BillOfTheMachine, LeavesOutOccurrencesThatHaveNoLineOrAreGone) {
   EXPECT_THAT(Rows(Bills()[0]), ElementsAre(Row("1", "F", 2)));
 }
 
+TEST_F(BillOfTheMachine, HasALineThatOccurrencesOfSeveralAssembliesClaimInEachOfThem) {
+  model.ObjectAt("1/1").groupObject = model.Line("M", "F");
+  model.ObjectAt("1/2").groupObject = model.Line("M", "F");
+  const std::vector<Bill> bills = Bills();
+  EXPECT_EQ(LineOf(bills, 0, "F").count, 2u);
+  EXPECT_EQ(LineOf(bills, 1, "F").count, 2u);
+}
+
 // ---- embodiments
 
 TEST_F(BillOfTheMachine, LeavesOutWhatItsEmbodimentDoesNotHold) {

@@ -161,8 +161,15 @@ TEST_F(FindOccurrenceOrLine, PrefersAPathThatExistsToAMarkingThatReadsTheSame) {
 }
 
 TEST_F(FindOccurrenceOrLine, IsRefusedWhereThereIsNone) {
-  for (const char* text : {"9", "1/9", "/", "", "Nut", "\\", "1/"}) {
+  for (const char* text : {"/", "//", "", "Nut", "\\", "1-9", "a/9"}) {
     EXPECT_THAT(RefusalOf([&] { OccurrenceOrLine(text); }), HasSubstr("no line of a bill is called")) << text;
+  }
+}
+
+TEST_F(FindOccurrenceOrLine, IsRefusedAsNoComponentWhereItReadsLikeAPath) {
+  for (const std::string text : {"9", "1/9", "1/", "12345678901"}) {
+    EXPECT_THAT(RefusalOf([&] { OccurrenceOrLine(text); }), HasSubstr("no component " + text + ", and no line"))
+        << text;
   }
 }
 

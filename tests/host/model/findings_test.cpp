@@ -24,10 +24,6 @@ namespace {
 using host::BilletKind;
 using host::Finding;
 
-UniqueMetaObjectKey Key(const std::string& bytes) {
-  return UniqueMetaObjectKey(bytes);
-}
-
 class Findings : public testing::Test {
  protected:
   std::vector<Finding> Find() { return host::FindFaults(model.document, model.Base("M")); }

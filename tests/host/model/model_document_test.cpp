@@ -35,10 +35,6 @@ using host::BilletKind;
 using host::ModelDocument;
 using host::ModelEmbodiments;
 
-UniqueMetaObjectKey Key(const std::string& bytes) {
-  return UniqueMetaObjectKey(bytes);
-}
-
 // ---- paths
 
 TEST(HolderPath, IsThatOfTheComponentAround) {

@@ -8,8 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/PlatformPrinting.h"
-#include "vocabulary/PropertyNames.h"
+#include "tests/host/model/TestModel.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -19,10 +18,6 @@ namespace {
 using host::MetaObject;
 using host::MetaObjectType;
 using host::ProductData;
-
-UniqueMetaObjectKey Key(const std::string& bytes) {
-  return UniqueMetaObjectKey(bytes);
-}
 
 MetaObject Object(MetaObjectType type, const std::string& holder = {}, const std::string& product = {}) {
   MetaObject object;

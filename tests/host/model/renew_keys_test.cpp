@@ -25,10 +25,6 @@ namespace {
 using host::Document;
 using host::MetaObject;
 
-UniqueMetaObjectKey Key(const std::string& bytes) {
-  return UniqueMetaObjectKey(bytes);
-}
-
 // All that a document has under keys, as it was before they were renewed.
 struct Before {
   explicit Before(const Document& document)

@@ -13,6 +13,7 @@
 
 #include "host/HostError.h"
 #include "host/storage/DocumentFile.h"
+#include "host/storage/Sqlite.h"
 #include "tests/host/storage/ChildProcess.h"
 #include "tests/host/storage/Folder.h"
 #include "tests/host/storage/SampleDocument.h"
@@ -218,6 +219,49 @@ TEST_F(DocumentSaving, WaitsForAnotherProgramThatSoonFinishesAndSoDoesLoading) {
   EXPECT_EQ(LoadingError(), "");
   EXPECT_EQ(SavingError(), "");
   ::waitpid(child, nullptr, 0);
+}
+
+TEST_F(DocumentSaving, OverADocumentThatWasPutThereAfterTheOpeningIsRefused) {
+  host::SaveDocument(SampleDocument(), file);
+  host::Database opened(file, SQLITE_OPEN_READWRITE);
+  opened.Execute("BEGIN; SELECT * FROM setting; COMMIT");
+  host::SaveDocument(host::Document(), file);
+  EXPECT_EQ(ErrorOf([&] { opened.BeginWriting(); }),
+            file.string() + ": replaced by another program meanwhile; try again");
+}
+
+// ---- changing in its place and saving elsewhere
+
+TEST_F(DocumentSaving, OfAnEditLocksTheDocumentWhereItIsTheOutput) {
+  host::SaveDocument(SampleDocument(), file);
+  std::filesystem::create_symlink(file, folder / "link.qdoc");
+  for (const auto& output : {file, folder / "." / "a.qdoc", folder / "link.qdoc"}) {
+    const host::DocumentEdit edit(file, output);
+    EXPECT_THAT(SavingError(), HasSubstr("locked by another program")) << output;
+  }
+  EXPECT_EQ(SavingError(), "") << "an edit that ends gives the lock up";
+}
+
+TEST_F(DocumentSaving, OfAnEditToAnotherPlaceLeavesTheDocumentFreeAndAsItWas) {
+  host::SaveDocument(SampleDocument(), file);
+  host::DocumentEdit edit(file, folder / "out.qdoc");
+  EXPECT_EQ(SavingError(), "");
+  const std::string before = BytesOfFile(file);
+  edit.Get().otherStreams["drawing"].bytes.assign(9, std::byte{7});
+  edit.Save();
+  EXPECT_EQ(host::LoadDocument(folder / "out.qdoc")->otherStreams.at("drawing").bytes.size(), 9u);
+  EXPECT_EQ(BytesOfFile(file), before);
+}
+
+TEST_F(DocumentSaving, InItsPlaceMeetsAReaderBeforeItReports) {
+  host::SaveDocument(SampleDocument(), file);
+  host::DocumentEdit edit(file);
+  host::Database reader(file, SQLITE_OPEN_READWRITE);
+  auto rows = reader.Prepare("SELECT * FROM setting");
+  ASSERT_TRUE(rows.Step());
+  bool hasReported = false;
+  EXPECT_THAT(ErrorOf([&] { edit.Save([&] { hasReported = true; }); }), HasSubstr("locked by another program"));
+  EXPECT_FALSE(hasReported);
 }
 
 // ---- an interrupted save of another program

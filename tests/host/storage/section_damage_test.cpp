@@ -17,7 +17,7 @@
 #include "tests/support/FixtureLinks.h"
 #include "tests/support/LinksCodec.h"
 #include "tests/support/LinksCodecStore.h"
-#include "tests/support/MemoryFaults.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/SectionDamage.h"
 
 namespace {
@@ -61,12 +61,13 @@ class DamagedLoads : public testing::TestWithParam<SectionFixture> {
     const codec::Decoded decoded = Decode(bytes);
     const bool loads = IsSound(decoded) && decoded.consumed == bytes.size();
     const host::Stream section{file.versions, bytes};
-    const MemoryUse use;
+    const AllocationCounter use;
+    const PeakMemory peak;
     try {
       std::uint64_t dropped = 0;
       const auto links = host::ReadLinks(section, nullptr, &dropped);
       ASSERT_TRUE(loads) << damage.Text();
-      ASSERT_LE(use.PeakBytes(), MostBytesOfALoad(bytes.size())) << damage.Text();
+      ASSERT_LE(peak.Bytes(), MostBytesOfALoad(bytes.size())) << damage.Text();
       codec::LinkSets expected;
       codec::Merge(decoded, expected, nullptr);
       ASSERT_EQ(DifferenceOf(*links, expected), "") << damage.Text();
@@ -74,7 +75,7 @@ class DamagedLoads : public testing::TestWithParam<SectionFixture> {
                              (GetParam().setCount == 2 ? expected.Validated().size() : 0))
           << damage.Text();
     } catch (const host::DocumentError& error) {
-      const std::size_t peakBytes = use.PeakBytes();
+      const std::size_t peakBytes = peak.Bytes();
       ++refusals;
       const auto named = ByteNamedIn(error.what());
       ASSERT_FALSE(loads) << damage.Text() << ": " << error.what();
@@ -82,7 +83,7 @@ class DamagedLoads : public testing::TestWithParam<SectionFixture> {
       ASSERT_TRUE(named) << error.what();
       ASSERT_LE(*named, bytes.size()) << damage.Text();
     }
-    ASSERT_EQ(use.Blocks(), 0) << damage.Text();
+    ASSERT_EQ(use.Live(), 0) << damage.Text();
   }
 
   // Without the walk before it, over a store that holds links already.
@@ -103,7 +104,7 @@ class DamagedLoads : public testing::TestWithParam<SectionFixture> {
     bool isRead = false;
     try {
       // On any machine: a path that announces more gets no memory.
-      const RefusedLargeAllocations refused(c_mostElements * sizeof(std::uint32_t));
+      const FailingLargeAllocations refused(c_mostElements * sizeof(std::uint32_t));
       ReadMetaObjectsLinks(in, *store, nullptr);
       isRead = true;
     } catch (const host::StrictReadFailed& failed) {
@@ -167,18 +168,18 @@ codec::Links DenseLinks() {
 
 TEST_P(DenseLoads, HoldMemoryInProportionToTheirBytes) {
   const host::Stream section{ToLibrary(GetParam()), codec::EncodeSection(DenseLinks(), {}, GetParam()).bytes};
-  const MemoryUse use;
+  const PeakMemory peak;
   const auto links = host::ReadLinks(section, nullptr);
-  EXPECT_LE(use.PeakBytes(), MostBytesOfALoad(section.bytes.size()));
-  EXPECT_GE(use.PeakBytes(), section.bytes.size());
+  EXPECT_LE(peak.Bytes(), MostBytesOfALoad(section.bytes.size()));
+  EXPECT_GE(peak.Bytes(), section.bytes.size());
 }
 
 TEST_P(DenseLoads, WithAByteMissingHoldNoneBeforeTheyAreRefused) {
   host::Stream section{ToLibrary(GetParam()), codec::EncodeSection(DenseLinks(), {}, GetParam()).bytes};
   section.bytes.pop_back();
-  const MemoryUse use;
+  const PeakMemory peak;
   EXPECT_THROW(host::ReadLinks(section, nullptr), host::DocumentError);
-  EXPECT_LE(use.PeakBytes(), c_mostBytesOfARefusal);
+  EXPECT_LE(peak.Bytes(), c_mostBytesOfARefusal);
 }
 
 TEST_P(DenseLoads, OfASetOfOneRecordWithoutAnyBytesButItsCountsHoldIt) {
