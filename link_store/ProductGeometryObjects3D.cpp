@@ -207,6 +207,8 @@ void RenewFirstLinks(Links& links, const KeyMap& newKeys) {
 std::unique_ptr<IProductGeometryObjects3D> CreateProductGeometryObjects3D(
     std::function<bool(const ProductGeometryObject3D&)> validator) {
   auto store = std::make_unique<ProductGeometryObjects3D>();
+  // The setter gets a copy: a validator that keeps state in itself may count on how it is handed on.
+  // NOLINTNEXTLINE(performance-unnecessary-value-param)
   store->ProductGeometryObjects3D::SetLinkValidater(validator);
   return store;
 }
@@ -250,6 +252,8 @@ void ProductGeometryObjects3D::AddLink(const UniqueMetaObjectKey& key, const Geo
       index.insert(position, std::move(record));
     }
   }
+  // Moved away above only where the validated set stays as it is.
+  // NOLINTNEXTLINE(bugprone-use-after-move)
   if (ChangesValidated(set) && linkValidator(record)) {
     validatedLinks.insert(std::move(record));
   }
@@ -260,7 +264,9 @@ void ProductGeometryObjects3D::AddLinks(const UniqueMetaObjectKey& key, const st
   if (list.empty()) {
     return;
   }
-  const UniqueMetaObjectKey ownKey = key;  // `key` may refer to a link that one of these calls removes
+  // `key` may refer to a link that one of these calls removes.
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+  const UniqueMetaObjectKey ownKey = key;
   for (const GeometryObject3D& geometry : list) {
     ProductGeometryObjects3D::AddLink(ownKey, geometry, set);
   }

@@ -35,7 +35,7 @@ void Show(const ProductData& data, const UniqueMetaObjectKey& key) {
 
 // The object, which a component may name although it is gone.
 UniqueMetaObjectKey FindPresent(const Document& document, const std::string& text) {
-  const UniqueMetaObjectKey key = FindOccurrenceOrLine(document, text);
+  UniqueMetaObjectKey key = FindOccurrenceOrLine(document, text);
   if (!document.productData.HasMetaObject(key)) {
     throw DocumentError(
         fmt::format("damaged document: the meta object {} of component {} is gone; use a copy of it or "

@@ -108,7 +108,8 @@ Progress::Progress() : isTerminal(::isatty(STDERR_FILENO) == 1), startSeconds(No
 
 Progress::~Progress() {
   if (isShown) {
-    std::fputs("\r\033[K", stderr);
+    // Progress that cannot be shown, nor wiped out, is no error.
+    static_cast<void>(std::fputs("\r\033[K", stderr));
   }
 }
 
@@ -116,7 +117,7 @@ void Progress::Show(std::string_view stage, double fraction) {
   if (isTerminal && NowSeconds() - startSeconds > 1) {
     isShown = true;
     fmt::print(stderr, "\r\033[K{} {:3.0f} %", stage, fraction * 100);
-    std::fflush(stderr);
+    static_cast<void>(std::fflush(stderr));
   }
 }
 

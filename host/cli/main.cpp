@@ -62,9 +62,9 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   // A file that reaches its size limit and a reader of the output that is gone are errors of the write, not the end of
-  // the process, which has to take back what it has half written.
-  std::signal(SIGXFSZ, SIG_IGN);
-  std::signal(SIGPIPE, SIG_IGN);
+  // the process, which has to take back what it has half written. Cannot fail: both are signals that may be ignored.
+  static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   try {
     return Run(argc, argv);
   } catch (const host::HostError& error) {

@@ -17,7 +17,6 @@ namespace {
 // One occurrence that counts in a bill.
 struct CountedOccurrence {
   const ComponentPath* path;
-  const Component* component;
   const MetaObject* object;
 };
 
@@ -33,7 +32,7 @@ void ForEachOccurrence(const Document& document, const UniqueMetaObjectKey& root
     }
     const MetaObject* object = document.productData.Find(component.occurrence);
     if (isRootElementHeld && object != nullptr) {
-      visit(CountedOccurrence{&path, &component, object});
+      visit(CountedOccurrence{&path, object});
     }
   }
 }

@@ -63,7 +63,7 @@ UniqueMetaObjectKey AddEmbodiment(Document& document, const std::string& name, c
   variant.properties = data.Find(base)->properties;
   variant.properties[c_variantName] = SimplePropVal(ToWide(name));
   variant.properties[c_markingEmbodimentNumber] = SimplePropVal(ToWide(number));
-  const UniqueMetaObjectKey embodiment = data.Add(std::move(variant));
+  UniqueMetaObjectKey embodiment = data.Add(std::move(variant));
 
   const std::set<UniqueMetaObjectKey> leftOut(without.begin(), without.end());
   for (const UniqueMetaObjectKey& occurrence : data.FindGroup(base).members) {

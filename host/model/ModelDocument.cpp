@@ -70,9 +70,8 @@ namespace {
 
 class ModelRebuildResult final : public PartRebuildResult {
  public:
-  ModelRebuildResult(const std::vector<Body>& bodies, const Component* component, const MetaObject* occurrence) {
-    // All bodies of a component come and go together, so they have one owner between them.
-    built = std::make_shared<std::vector<std::unique_ptr<ModelBody>>>();
+  ModelRebuildResult(const std::vector<Body>& bodies, const Component* component, const MetaObject* occurrence)
+      : built(std::make_shared<std::vector<std::unique_ptr<ModelBody>>>()) {
     built->reserve(bodies.size());
     references.reserve(bodies.size());
     for (const Body& body : bodies) {
@@ -98,6 +97,7 @@ class ModelRebuildResult final : public PartRebuildResult {
   }
 
  private:
+  // All bodies of a component come and go together, so they have one owner between them.
   std::shared_ptr<std::vector<std::unique_ptr<ModelBody>>> built;
   BuildObjects references;
   std::vector<ModelBody*> byName;

@@ -55,7 +55,7 @@ bool ProductData::IsAssociativeBillet(const UniqueMetaObjectKey& key) const {
 }
 
 UniqueMetaObjectKey ProductData::Add(MetaObject object) {
-  const UniqueMetaObjectKey key = UniqueMetaObjectKey::Generate();
+  UniqueMetaObjectKey key = UniqueMetaObjectKey::Generate();
   Insert(key, std::move(object));
   return key;
 }
@@ -206,7 +206,7 @@ std::string ProductData::ProductText(const UniqueMetaObjectKey& key, const std::
 
 std::string ProductData::DisplayName(const UniqueMetaObjectKey& key) const {
   const std::string marking = ProductText(key, c_marking);
-  const std::string name = ProductText(key, c_productName);
+  std::string name = ProductText(key, c_productName);
   if (marking.empty() && name.empty()) {
     return KeyText(key);
   }

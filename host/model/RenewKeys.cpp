@@ -52,7 +52,7 @@ void Rename(const ProductData& data, KeyRenewal& newKeys, ProductData& renamed) 
 
 // The new keys of all that is linked.
 std::map<UniqueMetaObjectKey, UniqueMetaObjectKey> RenewLinks(IProductGeometryObjects3D& links) {
-  const std::map<UniqueMetaObjectKey, UniqueMetaObjectKey> newKeys = links.RegenerateMetaObjectKeys();
+  std::map<UniqueMetaObjectKey, UniqueMetaObjectKey> newKeys = links.RegenerateMetaObjectKeys();
   for (const auto& [oldKey, newKey] : newKeys) {
     if (oldKey == UniqueMetaObjectKey::null) {
       links.ReplaceMetaObjectKey(newKey, oldKey, LinkSet::Both);

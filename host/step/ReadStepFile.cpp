@@ -20,8 +20,6 @@
 #include "host/step/CheckStepFile.h"
 #include "host/step/StepProtocol.h"
 
-extern char** environ;
-
 namespace host {
 
 namespace {
@@ -412,8 +410,8 @@ class Reading {
 std::filesystem::path FindStepReader() {
   std::error_code error;
   const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-  const std::filesystem::path beside = folder / c_helperName;
-  const std::filesystem::path installed = folder.parent_path() / "libexec" / "qProdData3D" / c_helperName;
+  std::filesystem::path beside = folder / c_helperName;
+  std::filesystem::path installed = folder.parent_path() / "libexec" / "qProdData3D" / c_helperName;
   if (!std::filesystem::exists(beside, error) && std::filesystem::exists(installed, error)) {
     return installed;
   }

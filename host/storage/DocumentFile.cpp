@@ -357,6 +357,8 @@ class OpenDocument {
     return stream;
   }
 
+  // Not of a constant `data`, whose objects would be constant too.
+  // cppcheck-suppress constParameter
   MetaObject& Existing(ProductData& data, const UniqueMetaObjectKey& key, std::string_view what) const {
     MetaObject* object = data.Find(key);
     if (object == nullptr) {
@@ -439,26 +441,27 @@ class OpenDocument {
 
 // ---- writing
 
-void BindValue(Statement& row, int kind, int value, const SimplePropVal& property) {
+// Binds the kind to parameter `first` and the value to the next.
+void BindValue(Statement& row, int first, const SimplePropVal& property) {
   std::visit(
-      [&row, kind, value](const auto& held) {
+      [&row, first](const auto& held) {
         using Held = std::decay_t<decltype(held)>;
-        const auto bindKind = [&row, kind](ValueKind stored) { row.Bind(kind, static_cast<std::int64_t>(stored)); };
+        const auto bindKind = [&row, first](ValueKind stored) { row.Bind(first, static_cast<std::int64_t>(stored)); };
         if constexpr (std::is_same_v<Held, std::monostate>) {
           bindKind(ValueKind::empty);
-          row.BindNull(value);
+          row.BindNull(first + 1);
         } else if constexpr (std::is_same_v<Held, bool>) {
           bindKind(ValueKind::boolean);
-          row.Bind(value, std::int64_t{held});
+          row.Bind(first + 1, std::int64_t{held});
         } else if constexpr (std::is_same_v<Held, int>) {
           bindKind(ValueKind::integer);
-          row.Bind(value, std::int64_t{held});
+          row.Bind(first + 1, std::int64_t{held});
         } else if constexpr (std::is_same_v<Held, double>) {
           bindKind(ValueKind::real);
-          row.Bind(value, held);
+          row.Bind(first + 1, held);
         } else if constexpr (std::is_same_v<Held, SimplePropVal::DateTime>) {
           bindKind(ValueKind::dateTime);
-          row.Bind(value, std::int64_t{held.time_since_epoch().count()});
+          row.Bind(first + 1, std::int64_t{held.time_since_epoch().count()});
         }
       },
       property.GetValue());
@@ -471,13 +474,14 @@ void WriteProperties(Statement& row, int first, const Properties& properties) {
     const std::string utf8Name = ToUtf8(name);
     row.BindText(first, utf8Name);
     // A text is converted, and its bytes have to outlive the statement's run.
+    // cppcheck-suppress variableScope
     std::string text;
     if (const auto* wide = std::get_if<std::wstring>(&value.GetValue())) {
       text = ToUtf8(*wide);
       row.Bind(first + 1, static_cast<std::int64_t>(ValueKind::text));
       row.BindText(first + 2, text);
     } else {
-      BindValue(row, first + 1, first + 2, value);
+      BindValue(row, first + 1, value);
     }
     row.Bind(first + 3, static_cast<std::int64_t>(value.GetUnit()));
     row.Run();

@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
@@ -31,7 +31,8 @@ void RemoveUnfinished(int signal) {
     ::unlink(path);
   }
   // The handler was taken off when it was called, so this ends the process as the signal would have.
-  std::raise(signal);
+  // Cannot fail: the number is that of a signal which was just delivered.
+  static_cast<void>(std::raise(signal));
 }
 
 void Watch(const char* path) {
@@ -53,7 +54,7 @@ void Watch(const char* path) {
   const bool isFull = error == ENOSPC || error == EFBIG || error == EDQUOT;
   throw HostError(isFull ? fmt::format("{}: the disk is full; make room and try again", path.string())
                          : fmt::format("{}: cannot be written ({}); choose another place with -o", path.string(),
-                                       std::strerror(error)));
+                                       std::generic_category().message(error)));
 }
 
 void Synchronize(const std::filesystem::path& path, int flags) {

@@ -40,8 +40,8 @@ std::string Describe(int code, std::string_view text) {
 
 }  // namespace
 
-SqliteError::SqliteError(const std::filesystem::path& file, int failed, std::string_view text)
-    : HostError(fmt::format("{}: {}", file.string(), Describe(failed, text))) {}
+SqliteError::SqliteError(const std::filesystem::path& file, int code, std::string_view text)
+    : HostError(fmt::format("{}: {}", file.string(), Describe(code, text))) {}
 
 Database::Database(const std::filesystem::path& path, int flags, const std::filesystem::path& shownAs)
     : file(shownAs.empty() ? path : shownAs) {

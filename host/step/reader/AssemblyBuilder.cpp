@@ -95,9 +95,10 @@ gp_Trsf TransformationOf(const TDF_Label& component) {
 
 StepPlacement ToPlacement(const gp_Trsf& transformation) {
   StepPlacement placement{};
-  for (int row = 0; row < 3; ++row) {
-    for (int column = 0; column < 4; ++column) {
-      placement[static_cast<std::size_t>(row * 4 + column)] = transformation.Value(row + 1, column + 1);
+  std::size_t next = 0;
+  for (int row = 1; row <= 3; ++row) {
+    for (int column = 1; column <= 4; ++column) {
+      placement[next++] = transformation.Value(row, column);
     }
   }
   return placement;
@@ -193,7 +194,10 @@ class Builder {
   }
 
   static const Standard_Transient* DefinedBy(const Handle(StepRepr_PropertyDefinition) & property) {
-    return property.IsNull() ? nullptr : property->Definition().Value().get();
+    if (property.IsNull()) {
+      return nullptr;
+    }
+    return property->Definition().Value().get();
   }
 
   void IndexRepresentation(const StepShape_ShapeDefinitionRepresentation& shape) {
@@ -202,7 +206,7 @@ class Builder {
     if (definition == nullptr || representation.IsNull()) {
       return;
     }
-    representations.push_back({representation.get(), definition});
+    representations.emplace_back(representation.get(), definition);
     representedBy.emplace(representation.get(), definition);
   }
 
@@ -388,6 +392,7 @@ class Builder {
       std::vector<Usage> usages = UsagesIn(node);
       const std::vector<TDF_Label> others = Place(usages, node);
       std::vector<StepUse> uses;
+      uses.reserve(usages.size() + others.size());
       for (const Usage& usage : usages) {
         uses.push_back(UseOf(usage));
       }
