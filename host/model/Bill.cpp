@@ -14,29 +14,6 @@ namespace host {
 
 namespace {
 
-// One occurrence that counts in a bill.
-struct CountedOccurrence {
-  const ComponentPath* path;
-  const MetaObject* object;
-};
-
-// Calls the visitor for every occurrence, in the order of the tree, that the root in this embodiment really has: a
-// component that the embodiment does not hold takes along all below it.
-template <class Visitor>
-void ForEachOccurrence(const Document& document, const UniqueMetaObjectKey& rootEmbodiment, Visitor visit) {
-  const auto& members = document.productData.FindGroup(rootEmbodiment).members;
-  bool isRootElementHeld = false;
-  for (const auto& [path, component] : document.components) {
-    if (path.Count() == 1) {
-      isRootElementHeld = members.contains(component.occurrence);
-    }
-    const MetaObject* object = document.productData.Find(component.occurrence);
-    if (isRootElementHeld && object != nullptr) {
-      visit(CountedOccurrence{&path, object});
-    }
-  }
-}
-
 class BillMaker {
  public:
   BillMaker(const Document& model, const UniqueMetaObjectKey& rootEmbodiment)
@@ -48,7 +25,7 @@ class BillMaker {
 
   std::vector<Bill> Make() {
     StartBill(data.RootProduct(), embodiment, 0);
-    ForEachOccurrence(document, embodiment, [this](const CountedOccurrence& occurrence) { Add(occurrence); });
+    ForEachOccurrence(document, embodiment, [this](const HeldOccurrence& occurrence) { Add(occurrence); });
     for (Bill& bill : bills) {
       Finish(bill);
     }
@@ -62,7 +39,7 @@ class BillMaker {
     }
   }
 
-  void Add(const CountedOccurrence& occurrence) {
+  void Add(const HeldOccurrence& occurrence) {
     if (occurrence.object->type == MetaObjectType::assemblyOccurrence) {
       StartBill(occurrence.object->product, occurrence.object->embodiment, occurrence.path->Count());
     }
@@ -158,7 +135,7 @@ Bill MakeFlatBill(const Document& document, const UniqueMetaObjectKey& rootEmbod
   const ProductData& data = document.productData;
   Bill bill{data.RootProduct(), rootEmbodiment, 0, {}};
   std::map<UniqueMetaObjectKey, BillLine> lines;
-  ForEachOccurrence(document, rootEmbodiment, [&](const CountedOccurrence& occurrence) {
+  ForEachOccurrence(document, rootEmbodiment, [&](const HeldOccurrence& occurrence) {
     const MetaObject* group = data.Find(occurrence.object->groupObject);
     const bool isPart = occurrence.object->type != MetaObjectType::assemblyOccurrence;
     if (!isPart || !CountsInBill(*occurrence.object) || (group != nullptr && !CountsInBill(*group))) {

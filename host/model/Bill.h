@@ -43,6 +43,31 @@ struct Bill {
   std::vector<BillLine> lines;
 };
 
+/// An occurrence in its place.
+struct HeldOccurrence {
+  const ComponentPath* path;
+  const UniqueMetaObjectKey* key;
+  const MetaObject* object;
+};
+
+/// Calls the visitor with a HeldOccurrence, which borrows from the document, for every occurrence, in the order of the
+/// tree, that the root in this embodiment really has: a component that the embodiment does not hold takes along all
+/// below it. O(n log n).
+template <class Visitor>
+void ForEachOccurrence(const Document& document, const UniqueMetaObjectKey& rootEmbodiment, Visitor visit) {
+  const auto& members = document.productData.FindGroup(rootEmbodiment).members;
+  bool isRootElementHeld = false;
+  for (const auto& [path, component] : document.components) {
+    if (path.Count() == 1) {
+      isRootElementHeld = members.contains(component.occurrence);
+    }
+    const MetaObject* object = document.productData.Find(component.occurrence);
+    if (isRootElementHeld && object != nullptr) {
+      visit(HeldOccurrence{&path, &component.occurrence, object});
+    }
+  }
+}
+
 /// True unless somebody has taken the object out of the bill.
 bool CountsInBill(const MetaObject& object);
 

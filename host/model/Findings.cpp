@@ -60,16 +60,18 @@ class Search {
   }
 
   void CheckLink(const ProductGeometryObject3D& link, LinkSet set) {
-    const char* name = set == LinkSet::Unique ? "unique" : "validated";
-    const std::string object = data.DisplayName(link.metaKey);
-    const std::string body = GeometryText(link.geometry);
     if (!data.HasMetaObject(link.metaKey)) {
-      Add(Kind::goneObject, object, body, fmt::format("{} link of a meta object that is gone", name));
+      AddLink(Kind::goneObject, link, set, "of a meta object that is gone");
     } else if (link.geometry.ToSomething(view) == nullptr) {
-      Add(Kind::goneBody, object, body, fmt::format("{} link to a 3D object that is gone", name));
+      AddLink(Kind::goneBody, link, set, "to a 3D object that is gone");
     } else if (!CheckValidProductGeometryLink(link, aggregator, tree)) {
-      Add(Kind::invalidLink, object, body, fmt::format("{} link that is not valid in this embodiment", name));
+      AddLink(Kind::invalidLink, link, set, "that is not valid in this embodiment");
     }
+  }
+
+  void AddLink(Kind kind, const ProductGeometryObject3D& link, LinkSet set, const char* what) {
+    Add(kind, data.DisplayName(link.metaKey), GeometryText(link.geometry),
+        fmt::format("{} link {}", set == LinkSet::Unique ? "unique" : "validated", what));
   }
 
   // What the base embodiment and a variant have in common is told of the base.
@@ -100,26 +102,18 @@ class Search {
   }
 
   void CheckBodies() {
-    const auto& members = data.FindGroup(root).members;
-    bool isRootElementHeld = false;
-    for (const auto& [path, component] : document.components) {
-      if (path.Count() == 1) {
-        isRootElementHeld = members.contains(component.occurrence);
-      }
-      const MetaObject* occurrence = data.Find(component.occurrence);
-      const auto bodies = document.bodies.find(path);
-      if (!isRootElementHeld || occurrence == nullptr || bodies == document.bodies.end() ||
-          !NeedsPosition(*occurrence)) {
-        continue;
+    ForEachOccurrence(document, root, [this](const HeldOccurrence& occurrence) {
+      const auto bodies = document.bodies.find(*occurrence.path);
+      if (bodies == document.bodies.end() || !NeedsPosition(*occurrence.object)) {
+        return;
       }
       for (const Body& body : bodies->second) {
-        const GeometryObject3D geometry = BodyGeometry(path, body);
+        const GeometryObject3D geometry = BodyGeometry(*occurrence.path, body);
         if (PositionsOfBody(aggregator, document, view, geometry).empty()) {
-          Add(Kind::noPosition, data.DisplayName(component.occurrence), GeometryText(geometry),
-              "body without a position");
+          Add(Kind::noPosition, data.DisplayName(*occurrence.key), GeometryText(geometry), "body without a position");
         }
       }
-    }
+    });
   }
 
   bool NeedsPosition(const MetaObject& occurrence) const {
