@@ -1,10 +1,10 @@
 // Any bytes as a links section, under any versions. Through a plain reader they become what an independent decoder
-// makes of them; through the host's load, one error with the byte where it is, or the same links. What was read comes
-// back from writing and reading again.
+// makes of them; through a strict reader and through the host's load the same, or one error with the byte where it is,
+// exactly where that decoder meets a fault. What was read comes back from writing and reading again.
 
 #include <array>
 #include <memory>
-#include <optional>
+#include <string_view>
 
 #include <qProdData3D/CreateProductGeometryObjects3D.h>
 #include <qProdData3D/ReadMetaObjectsLinks.h>
@@ -13,6 +13,7 @@
 #include "fuzz/Fuzz.h"
 #include "host/HostError.h"
 #include "host/storage/LinksSection.h"
+#include "host/storage/StrictReader.h"
 #include "tests/support/LinksCodec.h"
 #include "tests/support/LinksCodecStore.h"
 
@@ -47,17 +48,43 @@ void ComparePlainReading(const codec::Bytes& bytes, const codec::Versions& versi
   RequireNothing(DifferenceOf(*store, expected));
 }
 
-void CompareHostReading(const codec::Bytes& bytes, const codec::Versions& versions) {
+// A reading that ends at the first fault needs no limit of records.
+codec::Decoded DecodeStrictly(const codec::Bytes& bytes, const codec::Versions& versions) {
+  return codec::DecodeSection(bytes, versions, {.elements = c_bounded.elements, .endsAtFault = true});
+}
+
+void CompareStrictReading(const codec::Bytes& bytes, const codec::Versions& versions, const codec::Decoded& decoded) {
+  if (decoded.end == codec::Decoded::End::outOfMemory) {
+    return;  // It would ask for as much memory as a path's count says.
+  }
+  const auto store = CreateProductGeometryObjects3D(AcceptAny);
+  host::StrictReader in(bytes, ToLibrary(versions));
+  codec::LinkSets expected;
+  try {
+    ReadMetaObjectsLinks(in, *store, nullptr);
+    Require(decoded.end == codec::Decoded::End::whole && decoded.faults == 0, "a damaged section was read");
+    Require(in.Position() == decoded.consumed, "another number of bytes read strictly");
+    codec::Merge(decoded, expected, nullptr);
+  } catch (const host::StrictReadFailed&) {
+    Require(decoded.end != codec::Decoded::End::whole, "a sound section was not read");
+  }
+  RequireNothing(DifferenceOf(*store, expected));
+}
+
+void CompareHostReading(const codec::Bytes& bytes, const codec::Versions& versions, const codec::Decoded& decoded) {
+  const bool isSound =
+      decoded.end == codec::Decoded::End::whole && decoded.faults == 0 && decoded.consumed == bytes.size();
   std::unique_ptr<IProductGeometryObjects3D> links;
   try {
     links = host::ReadLinks({ToLibrary(versions), bytes}, nullptr);
   } catch (const host::DocumentError& error) {
-    Require(std::string_view(error.what()).find("at byte ") != std::string_view::npos, "an error without its place");
+    const std::string_view text = error.what();
+    Require(!isSound, "a sound section was refused");
+    Require(text.find("at byte ") != std::string_view::npos, "an error without its place");
+    Require(text.find('\n') == std::string_view::npos, "an error of several lines");
     return;
   }
-  const codec::Decoded decoded = codec::DecodeSection(bytes, versions);
-  Require(decoded.end == codec::Decoded::End::whole && decoded.faults == 0 && decoded.consumed == bytes.size(),
-          "a damaged section was loaded");
+  Require(isSound, "a damaged section was loaded");
   codec::LinkSets expected;
   codec::Merge(decoded, expected, nullptr);
   RequireNothing(DifferenceOf(*links, expected));
@@ -78,6 +105,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto* first = reinterpret_cast<const std::byte*>(data);
   const codec::Bytes bytes(first + 2, first + size);
   ComparePlainReading(bytes, versions);
-  CompareHostReading(bytes, versions);
+  const codec::Decoded decoded = DecodeStrictly(bytes, versions);
+  CompareStrictReading(bytes, versions, decoded);
+  CompareHostReading(bytes, versions, decoded);
   return 0;
 }

@@ -72,3 +72,11 @@ build_core() {
     exit 1
   fi
 }
+
+# gtest_programs DIR: the GoogleTest programs among the tests that were built there, one on a line.
+gtest_programs() {
+  ctest --test-dir "$1" --show-only=json-v1 | python3 -c '
+import json, sys
+commands = [test.get("command", []) for test in json.load(sys.stdin)["tests"]]
+print("\n".join(sorted({c[0] for c in commands if any(a.startswith("--gtest_filter") for a in c)})))'
+}

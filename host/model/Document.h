@@ -46,6 +46,8 @@ struct Component {
   Placement placement{};
   /// The number that the next component directly within this one gets. Numbers are never given twice.
   std::uint32_t nextElement = 1;
+
+  friend bool operator==(const Component&, const Component&) = default;
 };
 
 /// A body of a component.
@@ -57,12 +59,16 @@ struct Body {
   /// What the file called it, and the identifier that revisions of the file keep for it; both may be empty.
   std::string displayName;
   std::string fileId;
+
+  friend bool operator==(const Body&, const Body&) = default;
 };
 
 /// Bytes that a document keeps for someone, with the versions that they were written under.
 struct Stream {
   StreamVersions versions;
   std::vector<std::byte> bytes;
+
+  friend bool operator==(const Stream&, const Stream&) = default;
 };
 
 /// The validator of a document that was just opened.
