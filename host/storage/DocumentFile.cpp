@@ -1,10 +1,13 @@
 #include "host/storage/DocumentFile.h"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <limits>
 #include <optional>
+#include <set>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -259,7 +262,7 @@ class OpenDocument {
       if (object.lastPosition < 0) {
         FailDamaged(file, fmt::format("a last position below 0, {}", object.lastPosition));
       }
-      data.Insert(Key(rows, 0), std::move(object));
+      RequireNew(data.Insert(Key(rows, 0), std::move(object)), "meta_object");
     }
   }
 
@@ -276,7 +279,8 @@ class OpenDocument {
   void LoadProperties(ProductData& data) {
     auto rows = database.Prepare("SELECT object, name, kind, value, unit FROM property ORDER BY object, name");
     while (Next(rows)) {
-      Existing(data, Key(rows, 0), "a property").properties.insert_or_assign(Text(rows, 1), Value(rows, 2));
+      RequireNew(Existing(data, Key(rows, 0), "a property").properties.emplace(Text(rows, 1), Value(rows, 2)).second,
+                 "property");
     }
   }
 
@@ -305,10 +309,16 @@ class OpenDocument {
         FailDamaged(file, "a component without a placement");
       }
       std::memcpy(component.placement.data(), placement.data(), placement.size());
+      if (!std::all_of(component.placement.begin(), component.placement.end(),
+                       [](double n) { return std::isfinite(n); })) {
+        FailDamaged(file, "a component with a placement that is none");
+      }
       component.nextElement = Number32(rows, 6, "component");
       ComponentPath path = Path(rows, 0, "component");
       RequireHolder(document, path);
+      const std::size_t before = document.components.size();
       document.components.emplace_hint(document.components.end(), std::move(path), std::move(component));
+      RequireNew(document.components.size() > before, "component");
     }
   }
 
@@ -322,6 +332,7 @@ class OpenDocument {
 
   void LoadBodies(Document& document) {
     auto rows = database.Prepare("SELECT path, name, type, display_name, file_id FROM body ORDER BY path, number");
+    std::set<std::string> namesInComponent;
     while (Next(rows)) {
       const ComponentPath path = Path(rows, 0, "body");
       if (!path.IsEmpty() && !document.components.contains(path)) {
@@ -332,7 +343,12 @@ class OpenDocument {
       body.objectType = Number32(rows, 2, "body");
       body.displayName = rows.Bytes(3);
       body.fileId = rows.Bytes(4);
-      document.bodies.emplace_hint(document.bodies.end(), path, std::vector<Body>())->second.push_back(std::move(body));
+      if (document.bodies.empty() || !(document.bodies.rbegin()->first == path)) {
+        RequireNew(document.bodies.try_emplace(path).second, "body");
+        namesInComponent.clear();
+      }
+      RequireNew(namesInComponent.insert(body.objectName.Bytes()).second, "body");
+      document.bodies.rbegin()->second.push_back(std::move(body));
     }
   }
 
@@ -340,7 +356,7 @@ class OpenDocument {
     auto rows = database.Prepare("SELECT name, app_version, math_version, bytes FROM stream WHERE name <> ?");
     rows.BindText(1, c_linksStream);
     while (Next(rows)) {
-      document.otherStreams.emplace(rows.Bytes(0), ReadStream(rows, 1));
+      RequireNew(document.otherStreams.emplace(rows.Bytes(0), ReadStream(rows, 1)).second, "stream");
     }
     const Stream section = LinksSection();
     document.linksVersions = section.versions;
@@ -355,6 +371,14 @@ class OpenDocument {
     const auto first = reinterpret_cast<const std::byte*>(bytes.data());
     stream.bytes.assign(first, first + bytes.size());
     return stream;
+  }
+
+  // A table has each of its rows once; a damaged one may yield them again, or out of order, and one of two would be
+  // lost.
+  void RequireNew(bool isNew, std::string_view table) const {
+    if (!isNew) {
+      FailDamaged(file, fmt::format("the table '{}' has the same row twice", table));
+    }
   }
 
   // Not of a constant `data`, whose objects would be constant too.

@@ -267,6 +267,53 @@ TEST_F(DocumentDamage, OfAComponentWithoutAPlacement) {
   }
 }
 
+TEST_F(DocumentDamage, OfAPlacementThatIsNoNumber) {
+  SqliteFile(file).Run("UPDATE component SET placement = CAST(zeroblob(88) || x'000000000000F07F' AS BLOB)");
+  ExpectRefusal("a component with a placement that is none");
+}
+
+// Rows that a primary key would refuse, put in while the key is declared to be a longer one, which is stored alike.
+TEST_F(DocumentDamage, OfARowThatIsThereTwice) {
+  struct Double {
+    std::string table;
+    std::string key;
+    std::string longerKey;
+    std::string row;
+  };
+  const Double doubles[] = {
+      {"meta_object",
+       "key BLOB PRIMARY KEY, type INTEGER NOT NULL, product BLOB NOT NULL, holder BLOB NOT NULL, "
+       "embodiment BLOB NOT NULL, line BLOB NOT NULL, billet INTEGER NOT NULL, "
+       "last_position INTEGER NOT NULL)",
+       "key BLOB NOT NULL, type INTEGER NOT NULL, product BLOB NOT NULL, holder BLOB NOT NULL, "
+       "embodiment BLOB NOT NULL, line BLOB NOT NULL, billet INTEGER NOT NULL, "
+       "last_position INTEGER NOT NULL, PRIMARY KEY (key, type))",
+       "SELECT key, type + 1, product, holder, embodiment, line, billet, last_position FROM meta_object LIMIT 1"},
+      {"property", "PRIMARY KEY (object, name)", "PRIMARY KEY (object, name, kind)",
+       "SELECT object, name, kind + 1, value, unit FROM property LIMIT 1"},
+      {"component",
+       "path BLOB PRIMARY KEY, type INTEGER NOT NULL, occurrence BLOB NOT NULL, display_name TEXT NOT NULL, "
+       "file_id TEXT NOT NULL, placement BLOB NOT NULL, next_element INTEGER NOT NULL)",
+       "path BLOB NOT NULL, type INTEGER NOT NULL, occurrence BLOB NOT NULL, display_name TEXT NOT NULL, "
+       "file_id TEXT NOT NULL, placement BLOB NOT NULL, next_element INTEGER NOT NULL, PRIMARY KEY (path, type))",
+       "SELECT path, type + 1, occurrence, display_name, file_id, placement, next_element FROM component LIMIT 1"},
+      {"body", "UNIQUE (path, name)", "UNIQUE (path, name, number)",
+       "SELECT path, number + 100, name, type, display_name, file_id FROM body LIMIT 1"},
+  };
+  for (const auto& [table, key, longerKey, row] : doubles) {
+    Restore();
+    const auto declare = [&, name = table](const std::string& from, const std::string& to) {
+      SqliteFile(file)
+          .Run("PRAGMA writable_schema = ON")
+          .Run("UPDATE sqlite_schema SET sql = replace(sql, '" + from + "', '" + to + "') WHERE name = '" + name + "'");
+    };
+    declare(key, longerKey);
+    SqliteFile(file).Run("INSERT INTO " + table + " " + row);
+    declare(longerKey, key);
+    ExpectRefusal("the table '" + table + "' has the same row twice");
+  }
+}
+
 TEST_F(DocumentDamage, OfAPathThatIsNone) {
   SqliteFile(file).Run("UPDATE component SET path = x'000000' WHERE path = x'000000010000000A'");
   ExpectRefusal("the table 'component' has a path that is none");
