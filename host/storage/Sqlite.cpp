@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include "host/model/TextForms.h"
+
 namespace host {
 
 namespace {
@@ -41,7 +43,8 @@ std::string Describe(int code, std::string_view text) {
 }  // namespace
 
 SqliteError::SqliteError(const std::filesystem::path& file, int code, std::string_view text)
-    : HostError(fmt::format("{}: {}", file.string(), Describe(code, text))) {}
+    // SQLite repeats names of the file's own, whatever they are made of.
+    : HostError(fmt::format("{}: {}", file.string(), Describe(code, OneLine(text)))) {}
 
 Database::Database(const std::filesystem::path& path, int flags, const std::filesystem::path& shownAs)
     : file(shownAs.empty() ? path : shownAs) {

@@ -267,6 +267,13 @@ TEST_F(DocumentDamage, OfAComponentWithoutAPlacement) {
   }
 }
 
+TEST_F(DocumentDamage, OfASchemaWithLineBreaksIsToldInOneLine) {
+  SqliteFile(file)
+      .Run("PRAGMA writable_schema = ON")
+      .Run("UPDATE sqlite_schema SET name = 'a' || char(10) || 'b', sql = 'CREATE' WHERE name = 'body'");
+  ExpectRefusal("malformed database schema (a\\x0Ab");
+}
+
 TEST_F(DocumentDamage, OfAPlacementThatIsNoNumber) {
   SqliteFile(file).Run("UPDATE component SET placement = CAST(zeroblob(88) || x'000000000000F07F' AS BLOB)");
   ExpectRefusal("a component with a placement that is none");
