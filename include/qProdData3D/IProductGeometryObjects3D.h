@@ -35,6 +35,12 @@ class writer;
 /// memory allocation pass unchanged, and what an operation did before one stays done. Arguments may refer to keys
 /// that the store itself holds.
 ///
+/// With ExceptionMode off a path that gets no memory is lost without an exception (MbPath) and the operation goes on:
+/// a link may be added, an answer given or written, and a write path kept, whose path is empty. The other paths, and
+/// what was there before, stay whole. Only where a copy is to be looked up or takes the place of a stored object
+/// (SetLinkValidater, ReplaceGeometryObject, ReplaceComponentPath) a lost path raises std::bad_alloc as well, since the
+/// empty one would name another object.
+///
 /// One thread at a time; a validator or visitor must not call back into the store. n is the size of a set; every
 /// search costs O(log n).
 ///

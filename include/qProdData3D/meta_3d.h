@@ -20,6 +20,10 @@ class IfSomething;
 /// The product-data questions of the 3D side. All arguments are borrowed for the call, and must not change meanwhile;
 /// nothing is kept. What is unknown or does not fit gives an empty answer; exceptions of the platform pass unchanged,
 /// with every temporary released.
+///
+/// With ExceptionMode off a geometry object that is named for the store may come out with an empty path where memory
+/// runs out (MbPath), and the call goes on: GetPositionValues then answers for the object of that name in the
+/// document's own component, mostly with nothing, and SetPositionsMetaLinks adds the link under the empty path.
 namespace meta_3d {
 
 /// The positions of a 3D object in bills of materials: one for each meta object that the validated set links to it,

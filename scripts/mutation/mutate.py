@@ -23,7 +23,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = ROOT / "build" / "mutation"
 SOURCE, BUILD = WORK / "source", WORK / "build"
 FOLDERS = ("include", "link_store", "persistence", "meta_3d", "vocabulary")
-OTHERS = ("CMakeLists.txt", "cmake", "platform", "tests", "docs")
+OTHERS = ("CMakeLists.txt", "cmake", "platform", "tests", "fuzz", "docs")
 EQUIVALENT = ROOT / "scripts" / "mutation" / "equivalent.txt"
 
 MOST_EQUIVALENT = 0.05

@@ -1,7 +1,8 @@
-/* Loads the library named by the argument, unloads it, and does so again. Ends with 0 when the library was gone from
-   memory after each unloading. Prints what the library built and destroyed meanwhile, in that order: for each object
-   with a destructor "built ADDRESS", then "destroyed ADDRESS", the address as in the library's symbol table; after
-   each unloading "unloaded".
+/* Loads the file named by the first argument, the library or one that needs it, unloads it, and does so again. With a
+   second argument it calls the function of this name in between, which takes nothing and answers an int, and prints
+   "answered NUMBER". Ends with 0 when the library was gone from memory after each unloading. Prints what the library
+   built and destroyed meanwhile, in that order: for each object with a destructor "built ADDRESS", then
+   "destroyed ADDRESS", the address as in the library's symbol table; after each unloading "unloaded".
 
    How it knows: an object of static storage is built and then has its destructor registered with __cxa_atexit, under
    the handle of the library that it belongs to; unloading runs what was registered under that handle. This program
@@ -20,6 +21,7 @@
 
 typedef void (*Destructor)(void*);
 typedef int (*Register)(Destructor, void*, void*);
+typedef int (*Function)(void);
 
 struct Object {
   Destructor destructor;
@@ -76,23 +78,37 @@ static int IsMapped(const char* library) {
   return found;
 }
 
+static int Call(void* file, const char* name) {
+  Function function;
+  *(void**)&function = dlsym(file, name);
+  if (function == NULL) {
+    fprintf(stderr, "%s\n", dlerror());
+    return 0;
+  }
+  printf("answered %d\n", function());
+  return 1;
+}
+
 int main(int argc, char** argv) {
   int round;
-  if (argc != 2) {
+  if (argc != 2 && argc != 3) {
     return 2;
   }
   for (round = 0; round < 2; ++round) {
-    void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
+    void* file = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
     int result;
-    if (library == NULL) {
+    if (file == NULL) {
       fprintf(stderr, "%s\n", dlerror());
       return 3;
     }
     if (IsMapped(LIBRARY) != 1) {
       return 4;
     }
+    if (argc == 3 && !Call(file, argv[2])) {
+      return 7;
+    }
     isUnloading = 1;
-    result = dlclose(library);
+    result = dlclose(file);
     isUnloading = 0;
     if (result != 0) {
       return 5;

@@ -7,6 +7,7 @@
 #include <qSys/MemoryStreams.h>
 
 #include "tests/support/AllocationCounter.h"
+#include "tests/support/ExceptionModeOff.h"
 #include "tests/support/Links.h"
 
 namespace {
@@ -83,6 +84,18 @@ TEST(SetWriteComponentPath, HoldsNoPathWhereCopyingThrewAfterTheOldOneWasRelease
     EXPECT_EQ(counter.Allocations() - 1, counter.Releases());
     EXPECT_EQ(Written(store), Written(MakeStore(c_links)));
   }
+}
+
+TEST(SetWriteComponentPath, ThatGetsNoMemoryWithExceptionModeOffKeepsTheEmptyPath) {
+  const Links links{{Key("d"), Solid({6, 5, 4, 3, 2, 1, 0}, "n")}, {Key("r"), Solid({}, "n")}};
+  const Store store = MakeStore(links);
+  {
+    const ExceptionModeOff off;
+    const FailingAllocations failing(2);  // the first one is for the path object
+    store->SetWriteComponentPath(&links[0].geometry.componentPath);
+  }
+  EXPECT_EQ(Written(store), WrittenAlone(links[1]));
+  store->SetWriteComponentPath(nullptr);
 }
 
 TEST(ClearLinks, KeepsTheWritePath) {

@@ -3,7 +3,9 @@
 #include "persistence/LinkStream.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <limits>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -189,13 +191,29 @@ TEST_P(CountFixtures, AreWhatTheCountsAreWrittenAs) {
   EXPECT_EQ(out.State(), GetParam().writeState);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Frozen, CountFixtures,
-    testing::Values(
-        CountFixture{"counts_math0F001001.hex", {0, 1, 0xFFFFFFFE, 0xFFFFFFFF, 0x100000000, c_allOnes}, 0, 0},
-        CountFixture{"counts_math0F001000.hex", {0, 1, 0xFFFFFFFE, c_allOnes, 0x100000000, c_allOnes}, 0, 0},
-        CountFixture{"counts_math0EFFFFFF.hex", {0, 1, 0xFFFFFFFE, c_allOnes, 0, c_allOnes}, 0x800000, 0},
-        CountFixture{"counts_math03FFFFFF.hex", {0, 0, 0, 0, 0, 0}, 0x800008, 8}),
-    [](const auto& instance) { return std::string(instance.param.name).substr(7, 12); });
+const CountFixture c_fixtures[] = {
+    {"counts_math0F001001.hex", {0, 1, 0xFFFFFFFE, 0xFFFFFFFF, 0x100000000, c_allOnes}, 0, 0},
+    {"counts_math0F001000.hex", {0, 1, 0xFFFFFFFE, c_allOnes, 0x100000000, c_allOnes}, 0, 0},
+    {"counts_math0EFFFFFF.hex", {0, 1, 0xFFFFFFFE, c_allOnes, 0, c_allOnes}, 0x800000, 0},
+    {"counts_math03FFFFFF.hex", {0, 0, 0, 0, 0, 0}, 0x800008, 8}};
+
+INSTANTIATE_TEST_SUITE_P(Frozen, CountFixtures, testing::ValuesIn(c_fixtures),
+                         [](const auto& instance) { return std::string(instance.param.name).substr(7, 12); });
+
+// Those of whole sections have a test of their own; a file of any other name belongs here.
+TEST(CountFixtureFiles, AreAllTested) {
+  std::set<std::string> tested;
+  for (const CountFixture& fixture : c_fixtures) {
+    tested.insert(fixture.name);
+  }
+  std::set<std::string> found;
+  for (const auto& entry : std::filesystem::directory_iterator(QPD_FIXTURE_DIR)) {
+    const std::string name = entry.path().filename();
+    if (name.ends_with(".hex") && !name.starts_with("section_")) {
+      found.insert(name);
+    }
+  }
+  EXPECT_EQ(found, tested);
+}
 
 }  // namespace

@@ -17,10 +17,10 @@
 #include <qSys/MemoryStreams.h>
 
 #include "link_store/ProductGeometryObjects3D.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/ExceptionModeOff.h"
 #include "tests/support/LinksCodec.h"
 #include "tests/support/LinksCodecStore.h"
-#include "tests/support/AllocationCounter.h"
 #include "tests/support/StreamFaults.h"
 
 namespace {
@@ -31,6 +31,8 @@ using codec::Links;
 using codec::Path;
 
 constexpr codec::Versions c_current{0x17000002, 0x0F001001};
+// Component paths back to front.
+constexpr codec::Versions c_reversed{0x17000001, 0x0F001001};
 constexpr codec::Versions c_oneSet{0x12000025, 0x0EFFFFFF};
 constexpr codec::Versions c_narrow{0x17000001, 0x03FFFFFF};
 
@@ -145,26 +147,45 @@ Links WithoutPaths(Links links, std::size_t first, Refusal refusal, Path Link::*
   return links;
 }
 
-codec::Bytes SectionOf(const Links& bothSets, const codec::Versions& versions, const Path* onlyPath = nullptr) {
-  const auto middle = bothSets.begin() + static_cast<std::ptrdiff_t>(bothSets.size() / 2);
-  return codec::EncodeSection(Links(bothSets.begin(), middle), Links(middle, bothSets.end()), versions, onlyPath).bytes;
+const codec::Versions c_writtenForms[] = {c_current, c_reversed, c_oneSet};
+
+std::size_t SetsOf(const codec::Versions& versions) {
+  return versions.app == c_oneSet.app ? 1 : 2;
 }
 
+// What stands in a section behind one another, where both sets hold these links.
+Links InAllSets(const Links& links, const codec::Versions& versions) {
+  Links all = links;
+  for (std::size_t set = 1; set < SetsOf(versions); ++set) {
+    all.insert(all.end(), links.begin(), links.end());
+  }
+  return all;
+}
+
+codec::Bytes SectionOf(const Links& all, const codec::Versions& versions, const Path* onlyPath = nullptr) {
+  const auto end = all.begin() + static_cast<std::ptrdiff_t>(all.size() / SetsOf(versions));
+  return codec::EncodeSection(Links(all.begin(), end), Links(end, all.end()), versions, onlyPath).bytes;
+}
+
+// Keys and names are not copied, so nothing throws.
 TEST_P(WritingWithoutMemory, WritesPathsAsEmptyWhereExceptionsAreOff) {
   const ExceptionModeOff mode;
-  const TestStore held(c_longPaths);
-  Links all = c_longPaths;
-  all.insert(all.end(), c_longPaths.begin(), c_longPaths.end());
-  for (std::size_t number = 0; number <= all.size(); ++number) {
-    FixedWriter out(c_current);
-    {
-      const FailingAllocations refused(number + 1, GetParam());
-      held.store->WriteMetaObjectsLinks(out);
-      ASSERT_EQ(refused.HasFailed(), number < all.size());
+  for (const Links& links : {c_longPaths, c_long}) {
+    const TestStore held(links);
+    for (const codec::Versions& versions : c_writtenForms) {
+      const Links all = InAllSets(links, versions);
+      for (std::size_t number = 0; number <= all.size(); ++number) {
+        FixedWriter out(versions);
+        {
+          const FailingAllocations refused(number + 1, GetParam());
+          held.store->WriteMetaObjectsLinks(out);
+          ASSERT_EQ(refused.HasFailed(), number < all.size());
+        }
+        ASSERT_EQ(out.written, SectionOf(WithoutPaths(all, number, GetParam(), &Link::componentPath), versions));
+        ASSERT_EQ(out.State(), 0u);
+        ASSERT_EQ(DifferenceOf(*held.store, held.expected), "");
+      }
     }
-    ASSERT_EQ(out.written, SectionOf(WithoutPaths(all, number, GetParam(), &Link::componentPath), c_current));
-    ASSERT_EQ(out.State(), 0u);
-    ASSERT_EQ(DifferenceOf(*held.store, held.expected), "");
   }
 }
 
@@ -174,33 +195,95 @@ TEST_P(WritingWithoutMemory, OfOneComponentWritesSecondPathsAsEmptyWhereExceptio
   const TestStore held(c_longPaths);
   const MbPath filter = PathOf(c_longPath);
   held.store->SetWriteComponentPath(&filter);
-  Links all = c_longPaths;
-  all.insert(all.end(), c_longPaths.begin(), c_longPaths.end());
-  std::size_t lost = 0;
-  std::size_t number = 1;
-  for (bool hasRefused = true; hasRefused; ++number) {
-    FixedWriter out(c_current);
-    {
-      const FailingAllocations refused(number, GetParam());
-      held.store->WriteMetaObjectsLinks(out);
-      hasRefused = refused.HasFailed();
+  for (const codec::Versions& versions : c_writtenForms) {
+    const Links all = InAllSets(c_longPaths, versions);
+    const codec::Bytes whole = SectionOf(all, versions, &c_longPath);
+    std::size_t lost = 0;
+    std::size_t number = 1;
+    for (bool hasRefused = true; hasRefused; ++number) {
+      FixedWriter out(versions);
+      {
+        const FailingAllocations refused(number, GetParam());
+        held.store->WriteMetaObjectsLinks(out);
+        hasRefused = refused.HasFailed();
+      }
+      ASSERT_EQ(out.State(), 0u);
+      ASSERT_EQ(DifferenceOf(*held.store, held.expected), "");
+      const codec::Bytes without =
+          SectionOf(WithoutPaths(all, lost, GetParam(), &Link::secondPath), versions, &c_longPath);
+      if (GetParam() == Refusal::once) {
+        // Every other allocation is for a path that is dropped anyway.
+        const bool isForSecondPath = hasRefused && number % 2 == 0;
+        ASSERT_EQ(out.written, isForSecondPath ? without : whole) << number;
+        lost += isForSecondPath ? 1u : 0u;
+      } else {
+        ASSERT_EQ(out.written, without) << number;
+        lost += number % 2 == 0 ? 1u : 0u;
+      }
     }
-    ASSERT_EQ(out.State(), 0u);
-    const codec::Bytes whole = SectionOf(all, c_current, &c_longPath);
-    const codec::Bytes without =
-        SectionOf(WithoutPaths(all, lost, GetParam(), &Link::secondPath), c_current, &c_longPath);
-    if (GetParam() == Refusal::once) {
-      // Every other allocation is for a path that is dropped anyway.
-      const bool isForSecondPath = hasRefused && number % 2 == 0;
-      ASSERT_EQ(out.written, isForSecondPath ? without : whole) << number;
-      lost += isForSecondPath ? 1u : 0u;
-    } else {
-      ASSERT_EQ(out.written, without) << number;
-      lost += number % 2 == 0 ? 1u : 0u;
+    EXPECT_GE(lost, all.size());
+  }
+  held.store->SetWriteComponentPath(nullptr);
+}
+
+// Offsets within a section at which its records begin.
+std::vector<std::size_t> BeginningsOfRecords(const codec::Bytes& section, const codec::Versions& versions) {
+  std::vector<std::size_t> beginnings;
+  bool isKey = true;
+  for (const codec::CountField& field : codec::CountFieldsOf(section, versions)) {
+    if (field.of == codec::CountField::Of::bytes) {
+      if (isKey) {
+        beginnings.push_back(field.offset);
+      }
+      isKey = !isKey;
     }
   }
-  EXPECT_GE(lost, all.size());
-  held.store->SetWriteComponentPath(nullptr);
+  return beginnings;
+}
+
+// The copy has a key and a name as well, which throw whatever the mode.
+TEST_P(WritingWithoutMemory, OfOneComponentEndsBeforeTheRecordWhoseTextsGetNoneWhereExceptionsAreOff) {
+  const ExceptionModeOff mode;
+  const AllocationCounter use;
+  {
+    const TestStore held(c_long);
+    const MbPath filter = PathOf(c_longPath);
+    held.store->SetWriteComponentPath(&filter);
+    for (const codec::Versions& versions : c_writtenForms) {
+      const Links all = InAllSets(c_long, versions);
+      const codec::Bytes whole = SectionOf(all, versions, &c_longPath);
+      const std::vector<std::size_t> beginnings = BeginningsOfRecords(whole, versions);
+      ASSERT_EQ(beginnings.size(), all.size());
+      // Of each record the key, the two paths and the name.
+      for (std::size_t number = 0; number <= 4 * all.size(); ++number) {
+        const std::size_t record = number / 4;
+        const bool isText = number % 4 == 0 || number % 4 == 3;
+        FixedWriter out(versions);
+        bool isWritten = false;
+        {
+          const FailingAllocations refused(number + 1, GetParam());
+          try {
+            held.store->WriteMetaObjectsLinks(out);
+            isWritten = true;
+          } catch (const std::bad_alloc&) {
+          }
+          ASSERT_EQ(refused.HasFailed(), record < all.size());
+        }
+        ASSERT_EQ(isWritten, record == all.size() || (GetParam() == Refusal::once && !isText)) << number;
+        codec::Bytes expected = whole;
+        if (!isWritten) {
+          expected.resize(beginnings[record]);
+        } else if (number % 4 == 2) {
+          expected = SectionOf(WithoutPaths(all, record, Refusal::once, &Link::secondPath), versions, &c_longPath);
+        }
+        ASSERT_EQ(out.written, expected) << number;
+        ASSERT_EQ(out.State(), 0u);
+        ASSERT_EQ(DifferenceOf(*held.store, held.expected), "");
+      }
+    }
+    held.store->SetWriteComponentPath(nullptr);
+  }
+  EXPECT_EQ(use.Live(), 0);
 }
 
 TEST_P(WritingWithoutMemory, OfAWritePathThatCannotBeCopiedWritesAllLinks) {
@@ -444,6 +527,14 @@ TEST_P(ReadingWithoutMemory, LosesTheElementsOfOnePathAtMostWhereExceptionsAreOf
         ASSERT_EQ(lost, 0u);
         ASSERT_TRUE(unique.size() == whole.size() || validated.empty());
       }
+      // And on: the same section once more, with memory. It adds what was lost beside what it had become.
+      codec::LinkSets expected;
+      std::for_each(unique.begin(), unique.end(), [&](const Link& link) { expected.AddUnique(link); });
+      std::for_each(validated.begin(), validated.end(), [&](const Link& link) { expected.AddValidated(link); });
+      codec::Merge(codec::DecodeSection(bytes, Versions()), expected, Data());
+      MemoryReader again(bytes, ToLibrary(Versions()));
+      ReadMetaObjectsLinks(again, *held.store, GetParam().hasProductData ? &metaData : nullptr);
+      ASSERT_EQ(DifferenceOf(*held.store, expected), "") << readings + failures;
     }
     ASSERT_EQ(use.Live(), 0);
   }
@@ -470,24 +561,32 @@ INSTANTIATE_TEST_SUITE_P(Forms, FailingStreams, testing::Values(c_current, c_one
 TEST_P(FailingStreams, EndAWritingAtOnceWhicheverCallThrows) {
   const AllocationCounter use;
   {
-    const TestStore held(c_long);
-    FailingWriter whole(ToLibrary(GetParam()));
-    held.store->WriteMetaObjectsLinks(whole);
-    const codec::Written expected = codec::EncodeSection(held.expected.Unique(), held.expected.Validated(), GetParam());
-    ASSERT_EQ(whole.bytes, expected.bytes);
-    ASSERT_EQ(whole.State(), expected.faults);
-    for (std::size_t call = 1; call <= whole.calls.Count(); ++call) {
-      FailingWriter out(ToLibrary(GetParam()), call);
-      ASSERT_THROW(held.store->WriteMetaObjectsLinks(out), StreamFailed) << call;
-      ASSERT_EQ(out.calls.Count(), call);
-      ASSERT_TRUE(std::equal(out.lengths.begin(), out.lengths.end(), whole.lengths.begin())) << call;
-      ASSERT_EQ(out.lengths.size(), call - 1);
-      ASSERT_TRUE(std::equal(out.bytes.begin(), out.bytes.end(), whole.bytes.begin())) << call;
-      ASSERT_EQ(DifferenceOf(*held.store, held.expected), "") << call;
+    Links links = c_long;
+    links.push_back({"elsewhere", 3, {9}, c_longPath, "4" + c_longText});
+    const TestStore held(links);
+    const MbPath filter = PathOf(c_longPath);
+    for (const bool isFiltered : {false, true}) {
+      held.store->SetWriteComponentPath(isFiltered ? &filter : nullptr);
+      FailingWriter whole(ToLibrary(GetParam()));
+      held.store->WriteMetaObjectsLinks(whole);
+      const codec::Written expected = codec::EncodeSection(held.expected.Unique(), held.expected.Validated(),
+                                                           GetParam(), isFiltered ? &c_longPath : nullptr);
+      ASSERT_EQ(whole.bytes, expected.bytes);
+      ASSERT_EQ(whole.State(), expected.faults);
+      for (std::size_t call = 1; call <= whole.calls.Count(); ++call) {
+        FailingWriter out(ToLibrary(GetParam()), call);
+        ASSERT_THROW(held.store->WriteMetaObjectsLinks(out), StreamFailed) << call;
+        ASSERT_EQ(out.calls.Count(), call);
+        ASSERT_TRUE(std::equal(out.lengths.begin(), out.lengths.end(), whole.lengths.begin())) << call;
+        ASSERT_EQ(out.lengths.size(), call - 1);
+        ASSERT_TRUE(std::equal(out.bytes.begin(), out.bytes.end(), whole.bytes.begin())) << call;
+        ASSERT_EQ(DifferenceOf(*held.store, held.expected), "") << call;
+      }
+      FailingWriter again(ToLibrary(GetParam()));
+      held.store->WriteMetaObjectsLinks(again);
+      ASSERT_EQ(again.bytes, whole.bytes);
     }
-    FailingWriter again(ToLibrary(GetParam()));
-    held.store->WriteMetaObjectsLinks(again);
-    ASSERT_EQ(again.bytes, whole.bytes);
+    held.store->SetWriteComponentPath(nullptr);
   }
   EXPECT_EQ(use.Live(), 0);
 }

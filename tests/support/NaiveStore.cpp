@@ -325,17 +325,29 @@ NaiveGeometry NaiveStore::GetGeometryObject(const std::string& key) const {
   return found ? Copy(found->geometry) : NaiveGeometry();
 }
 
-NaiveLinks NaiveStore::WrittenLinks(bool ofUniqueSet) const {
-  memory.Ask();
+NaiveLinks NaiveStore::WrittenLinks(const NaiveSet& set) const {
   NaiveLinks written;
-  for (const NaiveLink& link : (ofUniqueSet ? unique : validated).ByKey()) {
+  for (const NaiveLink& link : set.ByKey()) {
     if (!writePath) {
+      // Of its links a store copies the component path alone.
       written.push_back(link);
+      NaivePath& path = written.back().geometry.componentPath;
+      if (path.size() > c_longestShortPath && !memory.AskForPath()) {
+        path.clear();
+      }
     } else if (link.geometry.componentPath == *writePath) {
-      written.push_back(link);
+      written.push_back(Copy(link));
       written.back().geometry.componentPath.clear();
     }
   }
+  return written;
+}
+
+NaiveStore::WrittenSets NaiveStore::WrittenLinks() const {
+  memory.Ask();  // for the stream
+  WrittenSets written;
+  written.unique = WrittenLinks(unique);
+  written.validated = WrittenLinks(validated);
   return written;
 }
 

@@ -126,8 +126,12 @@ class NaiveStore {
   /// What MetaObjectToSomething and MetaObjectToWrapper ask the document for as well.
   NaiveGeometry GetGeometryObject(const std::string& key) const;
 
-  /// The links of a set as they are to be written.
-  NaiveLinks WrittenLinks(bool ofUniqueSet) const;
+  struct WrittenSets {
+    NaiveLinks unique;
+    NaiveLinks validated;
+  };
+  /// The links as they are to be written.
+  WrittenSets WrittenLinks() const;
   void SetWriteComponentPath(const std::optional<NaivePath>& path);
 
   std::map<std::string, std::string> RegenerateMetaObjectKeys(const KeyMaker& makeKey);
@@ -154,6 +158,7 @@ class NaiveStore {
  private:
   std::vector<NaiveSet*> Changed(std::uint32_t set);
   const NaiveSet& Read(std::uint32_t set) const;
+  NaiveLinks WrittenLinks(const NaiveSet& set) const;
   std::string Copy(const std::string& text) const;
   NaiveGeometry Copy(const NaiveGeometry& geometry) const;
   NaiveLink Copy(const NaiveLink& link) const;

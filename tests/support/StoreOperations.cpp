@@ -256,10 +256,15 @@ class Decoder {
   const NaiveStore& model;
 };
 
-// Answers with what the test compares; never asked for anything else.
+// Answers with what the test compares; never asked for anything else. What it is asked for it notes in room that it has
+// already, so that a lack of memory is the store's alone.
 class RecordingDocument : public IfDocObject {
  public:
-  explicit RecordingDocument(bool throws) : isThrowing(throws) {}
+  explicit RecordingDocument(bool throws) : isThrowing(throws) {
+    asked.componentPath.Reserve(c_room);
+    asked.secondPath.Reserve(c_room);
+    asked.objectName = MbName(std::string(c_room, ' '));
+  }
 
   std::unique_ptr<IfObjectIterator> CreateObjectIterator(IfDocObject*, std::uint64_t) override { return nullptr; }
   IfSomething& GetComponentHolder() override { throw ScriptedFailure(); }
@@ -275,11 +280,15 @@ class RecordingDocument : public IfDocObject {
   static IfSomething* Object() { return reinterpret_cast<IfSomething*>(&storage[0]); }
   static IfComponent* Component() { return reinterpret_cast<IfComponent*>(&storage[1]); }
 
-  mutable std::optional<GeometryObject3D> asked;
+  bool IsAsked() const { return isAsked; }
+  const GeometryObject3D& Asked() const { return asked; }
 
  private:
+  static constexpr std::size_t c_room = 64;
+
   void Note(const GeometryObject3D& geometry) const {
     asked = geometry;
+    isAsked = true;
     if (isThrowing) {
       throw ScriptedFailure();
     }
@@ -288,6 +297,8 @@ class RecordingDocument : public IfDocObject {
   // Only the addresses count.
   inline static std::array<std::max_align_t, 2> storage{};
 
+  mutable GeometryObject3D asked;
+  mutable bool isAsked = false;
   bool isThrowing;
 };
 
@@ -718,8 +729,8 @@ StoreOutcome DoOnStore(const PreparedOperation& operation, IProductGeometryObjec
           outcome.component = wrapper.component;
         }
       });
-      if (document.asked) {
-        outcome.geometries = {NaiveOf(*document.asked)};
+      if (document.IsAsked()) {
+        outcome.geometries = {NaiveOf(document.Asked())};
       }
       break;
     }
@@ -847,11 +858,13 @@ StoreOutcome DoOnModel(const PreparedOperation& operation, NaiveStore& model, As
         ask(model.GetGeometryObject(key));
         outcome.component = set % 2 == 0 ? RecordingDocument::Component() : nullptr;
         break;
-      case Kind::writeMetaObjectsLinks:
+      case Kind::writeMetaObjectsLinks: {
+        const NaiveStore::WrittenSets written = model.WrittenLinks();
         outcome.bytes = StreamBytes(StreamFormOf(operation.versions))
-                            .Section(StreamLinksOf(model.WrittenLinks(true)), StreamLinksOf(model.WrittenLinks(false)))
+                            .Section(StreamLinksOf(written.unique), StreamLinksOf(written.validated))
                             .Bytes();
         break;
+      }
       case Kind::setWriteComponentPath:
         model.SetWriteComponentPath(operation.writePath);
         break;
