@@ -10,7 +10,7 @@
 /// Negative, 0 or positive as `left` is before, the same as or after `right`: by unsigned bytes over the length of
 /// the shorter key, then the shorter first. The empty key is the smallest.
 inline int CompareKeys(const UniqueMetaObjectKey& left, const UniqueMetaObjectKey& right) noexcept {
-  return left.Bytes().compare(right.Bytes());
+  return UniqueMetaObjectKey::Compare(left, right);
 }
 
 /// Neither geometry object is less than the other. Placing and finding records never asks operator==.

@@ -57,12 +57,12 @@ class BodyNames {
   // The number in the name of a body; 0 for names that were not given here.
   static std::size_t NumberOf(const Body& body) {
     static constexpr std::string_view c_prefix = "body-";
-    const std::string& name = body.objectName.Bytes();
+    const std::string_view name = body.objectName.Bytes();
     if (!name.starts_with(c_prefix) || name.size() > c_prefix.size() + 9 ||
-        name.find_first_not_of("0123456789", c_prefix.size()) != std::string::npos || name.size() == c_prefix.size()) {
+        name.find_first_not_of("0123456789", c_prefix.size()) != std::string_view::npos || name.size() == c_prefix.size()) {
       return 0;
     }
-    return std::stoul(name.substr(c_prefix.size()));
+    return std::stoul(std::string(name.substr(c_prefix.size())));
   }
 
   std::set<MbName> taken;

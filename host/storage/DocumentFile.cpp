@@ -347,7 +347,7 @@ class OpenDocument {
         RequireNew(document.bodies.try_emplace(path).second, "body");
         namesInComponent.clear();
       }
-      RequireNew(namesInComponent.insert(body.objectName.Bytes()).second, "body");
+      RequireNew(namesInComponent.emplace(body.objectName.Bytes()).second, "body");
       document.bodies.rbegin()->second.push_back(std::move(body));
     }
   }

@@ -3,7 +3,7 @@
 #include <qSys/ByteStrings.h>
 
 writer& operator<<(writer& out, const MbName& name) {
-  WriteByteString(out, name.bytes);
+  WriteByteString(out, name.Bytes());
   return out;
 }
 

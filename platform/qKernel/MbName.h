@@ -1,9 +1,9 @@
 #pragma once
 
-#include <string>
-#include <utility>
+#include <string_view>
 
 #include <qKernel/Export.h>
+#include <qSys/ByteString.h>
 
 class reader;
 class writer;
@@ -13,20 +13,26 @@ class writer;
 class QKERNEL_API MbName {
  public:
   MbName() = default;
-  explicit MbName(std::string name) : bytes(std::move(name)) {}
+  explicit MbName(std::string_view name) : bytes(name) {}
 
-  const std::string& Bytes() const noexcept { return bytes; }
-  bool IsEmpty() const noexcept { return bytes.empty(); }
+  /// Good until the name changes, moves or ends.
+  std::string_view Bytes() const noexcept { return bytes.View(); }
+  bool IsEmpty() const noexcept { return bytes.IsEmpty(); }
 
   friend bool operator==(const MbName& left, const MbName& right) noexcept { return left.bytes == right.bytes; }
   /// By unsigned bytes, the shorter first on a common beginning.
-  friend bool operator<(const MbName& left, const MbName& right) noexcept { return left.bytes < right.bytes; }
+  friend bool operator<(const MbName& left, const MbName& right) noexcept { return Compare(left, right) < 0; }
+
+  /// Negative, 0 or positive as `left` is before, the same as or after `right` in that order.
+  static int Compare(const MbName& left, const MbName& right) noexcept {
+    return ByteString::Compare(left.bytes, right.bytes);
+  }
 
  private:
   friend QKERNEL_API writer& operator<<(writer& out, const MbName& name);
   friend QKERNEL_API reader& operator>>(reader& in, MbName& name);
 
-  std::string bytes;
+  ByteString bytes;
 };
 
 /// The form of WriteByteString (qSys). Where the stream runs short, a name being read stays as it was.

@@ -4,24 +4,25 @@
 
 #include <qSys/ExceptionMode.h>
 
-static_assert(sizeof(MbPath) == 32, "a link record carries two paths");
+static_assert(sizeof(MbPath) == 28, "a link record carries two paths");
 
 bool MbPath::ObtainRoom(std::size_t newCapacity) {
-  Element* room = newCapacity <= c_maxCount ? new (std::nothrow) Element[newCapacity] : nullptr;
-  if (room == nullptr) {
+  Element* block = newCapacity <= c_maxCount ? new (std::nothrow) Element[newCapacity + 1] : nullptr;
+  if (block == nullptr) {
     if (ExceptionMode::IsEnabled()) {
       throw std::bad_alloc();
     }
     return false;
   }
-  std::copy(begin(), end(), room);
+  *block = static_cast<Element>(newCapacity);
+  std::copy(begin(), end(), block + 1);
   Release();
-  outside = room;
-  capacity = static_cast<std::uint32_t>(newCapacity);
+  SetBlock(block);
+  countAndPlace |= c_isOutside;
   return true;
 }
 
 void MbPath::ReleaseOutside() noexcept {
-  delete[] outside;
-  capacity = c_inlineCount;
+  delete[] Block();
+  countAndPlace &= ~c_isOutside;
 }

@@ -18,15 +18,15 @@ UniqueMetaObjectKey UniqueMetaObjectKey::Generate() {
   if (getentropy(random.data(), random.size()) != 0) {
     throw std::system_error(errno, std::generic_category(), "no random bytes for a meta object key");
   }
-  std::string key(c_generatedLength, '\0');
+  std::array<char, c_generatedLength> key;
   for (std::size_t i = 0; i < key.size(); ++i) {
     key[i] = c_characters[random[i] % c_characters.size()];
   }
-  return UniqueMetaObjectKey(std::move(key));
+  return UniqueMetaObjectKey(std::string_view(key.data(), key.size()));
 }
 
 writer& operator<<(writer& out, const UniqueMetaObjectKey& key) {
-  WriteByteString(out, key.bytes);
+  WriteByteString(out, key.Bytes());
   return out;
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <string>
-#include <utility>
+#include <string_view>
 
 #include <qProdData/Export.h>
+#include <qSys/ByteString.h>
 
 class reader;
 class writer;
@@ -19,15 +19,16 @@ class QPRODDATA_API UniqueMetaObjectKey {
   static const UniqueMetaObjectKey null;
 
   UniqueMetaObjectKey() = default;
-  explicit UniqueMetaObjectKey(std::string keyBytes) : bytes(std::move(keyBytes)) {}
+  explicit UniqueMetaObjectKey(std::string_view keyBytes) : bytes(keyBytes) {}
 
   /// A fresh key of c_generatedLength characters out of 64 (letters, digits, '.' and '_', so that no program takes a
   /// key for an option): 90 random bits from the system's generator, so that keys cannot be guessed and do not meet.
   /// Throws std::system_error where the system gives no random bytes.
   static UniqueMetaObjectKey Generate();
 
-  const std::string& Bytes() const noexcept { return bytes; }
-  bool IsEmpty() const noexcept { return bytes.empty(); }
+  /// Good until the key changes, moves or ends.
+  std::string_view Bytes() const noexcept { return bytes.View(); }
+  bool IsEmpty() const noexcept { return bytes.IsEmpty(); }
 
   /// Same length and same bytes.
   friend bool operator==(const UniqueMetaObjectKey& left, const UniqueMetaObjectKey& right) noexcept {
@@ -35,14 +36,19 @@ class QPRODDATA_API UniqueMetaObjectKey {
   }
   /// By unsigned bytes, the shorter first on a common beginning.
   friend bool operator<(const UniqueMetaObjectKey& left, const UniqueMetaObjectKey& right) noexcept {
-    return left.bytes < right.bytes;
+    return Compare(left, right) < 0;
+  }
+
+  /// Negative, 0 or positive as `left` is before, the same as or after `right` in that order.
+  static int Compare(const UniqueMetaObjectKey& left, const UniqueMetaObjectKey& right) noexcept {
+    return ByteString::Compare(left.bytes, right.bytes);
   }
 
  private:
   friend QPRODDATA_API writer& operator<<(writer& out, const UniqueMetaObjectKey& key);
   friend QPRODDATA_API reader& operator>>(reader& in, UniqueMetaObjectKey& key);
 
-  std::string bytes;
+  ByteString bytes;
 };
 
 /// The form of WriteByteString (qSys). Where the stream runs short, a key being read stays as it was.

@@ -4,12 +4,13 @@
 #include <array>
 #include <cstdint>
 #include <limits>
-#include <utility>
+#include <string>
 
+#include <qSys/ByteString.h>
 #include <qSys/reader.h>
 #include <qSys/writer.h>
 
-void WriteByteString(writer& out, const std::string& bytes) {
+void WriteByteString(writer& out, std::string_view bytes) {
   const bool fits = bytes.size() <= std::numeric_limits<std::uint32_t>::max();
   if (!fits) {
     out.setState(io::state::countOverflow);
@@ -21,12 +22,18 @@ void WriteByteString(writer& out, const std::string& bytes) {
   }
 }
 
-void ReadByteString(reader& in, std::string& bytes) {
+void ReadByteString(reader& in, ByteString& bytes) {
   std::uint32_t length = 0;
   if (!in.readBlock(&length, sizeof(length))) {
     return;
   }
   std::array<char, 1024> block;
+  if (length <= ByteString::c_inlineCount) {
+    if (length == 0 || in.readBlock(block.data(), length)) {
+      bytes = ByteString(std::string_view(block.data(), length));
+    }
+    return;
+  }
   std::string result;
   for (std::size_t left = length; left != 0;) {
     const std::size_t part = std::min(left, block.size());
@@ -36,5 +43,5 @@ void ReadByteString(reader& in, std::string& bytes) {
     result.append(block.data(), part);
     left -= part;
   }
-  bytes = std::move(result);
+  bytes = ByteString(result);
 }

@@ -34,7 +34,7 @@ const std::string c_longName = "a name of more than fifteen bytes";
 const NaivePath c_longPath{8, 7, 6, 5, 4, 3, 2};
 
 std::string LongText(const std::string& text) {
-  return LongKey(text).Bytes();
+  return std::string(LongKey(text).Bytes());
 }
 
 /// A body in the branch, so deep and with so long a name that every copy asks for memory three times.

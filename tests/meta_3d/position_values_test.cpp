@@ -678,7 +678,7 @@ TEST_F(PositionValuesOfManyObjects, AreThoseOfAllButTheObjectsWhoseGroupObjectWa
   // Once with the one half of the objects and once with the other, since either may be visited first.
   for (const int rest : {0, 1}) {
     SCOPED_TRACE(rest);
-    const auto isOfGroupObject = [rest](const UniqueMetaObjectKey& key) { return std::stoi(key.Bytes()) % 2 == rest; };
+    const auto isOfGroupObject = [rest](const UniqueMetaObjectKey& key) { return std::stoi(std::string(key.Bytes())) % 2 == rest; };
     ON_CALL(aggregator, GetGroupObjectKey).WillByDefault([&](const UniqueMetaObjectKey& key) {
       return isOfGroupObject(key) ? *groupObjects.begin() : UniqueMetaObjectKey();
     });

@@ -31,6 +31,8 @@ namespace {
 constexpr std::uint64_t c_mostRecords = 0xFFFF;
 // A path of more elements gets no memory, on any machine.
 constexpr std::uint64_t c_mostElements = 0xFFFFF;
+// A path keeps beside its elements how many it has room for.
+constexpr std::uint64_t c_mostBytes = (c_mostElements + 1) * sizeof(std::uint32_t);
 
 const codec::Links c_held{{"held", 1, {1}, {}, ""}, {"occurrence-0001", 7, {}, {3}, "held as well"}};
 
@@ -58,7 +60,7 @@ Outcome Read(const codec::Bytes& bytes, const codec::Versions& versions, const c
     in.setState(static_cast<io::state>(faultsBefore));
   }
   try {
-    const FailingLargeAllocations refused(c_mostElements * sizeof(std::uint32_t));
+    const FailingLargeAllocations refused(c_mostBytes);
     ReadMetaObjectsLinks(in, *store, metaData);
   } catch (const std::bad_alloc&) {
     outcome.ranOutOfMemory = true;
@@ -110,7 +112,7 @@ std::string CheckStrictReading(const codec::Bytes& bytes, const codec::Versions&
   in.throwsFaults = true;
   auto end = codec::Decoded::End::whole;
   try {
-    const FailingLargeAllocations refused(c_mostElements * sizeof(std::uint32_t));
+    const FailingLargeAllocations refused(c_mostBytes);
     ReadMetaObjectsLinks(in, *store, nullptr);
   } catch (const std::bad_alloc&) {
     end = codec::Decoded::End::outOfMemory;

@@ -20,7 +20,7 @@ namespace {
 static_assert(std::is_nothrow_move_constructible_v<MbPath> && std::is_nothrow_move_assignable_v<MbPath>);
 static_assert(std::is_nothrow_move_constructible_v<ComponentPath> && std::is_nothrow_move_assignable_v<ComponentPath>);
 static_assert(MbPath::c_inlineCount == 6);
-static_assert(sizeof(MbPath) == 32 && sizeof(ComponentPath) == 32);
+static_assert(sizeof(MbPath) == 28 && sizeof(ComponentPath) == 28);
 
 const MbPath c_short{1, 2, 3};
 const MbPath c_inline{1, 2, 3, 4, 5, 6};

@@ -89,7 +89,7 @@ inline std::string DifferenceOf(const IProductGeometryObjects3D& store, const co
     std::vector<std::string> found;
     for (const UniqueMetaObjectKey& key :
          store.GetMetaObjectKeys(GeometryOf(StreamLink{"", type, componentPath, {}, name}))) {
-      found.push_back(key.Bytes());
+      found.emplace_back(key.Bytes());
     }
     if (found != expectedKeys) {
       return "the keys of one geometry object are " + testing::PrintToString(found) + " instead of " +
@@ -104,10 +104,10 @@ class CodecMetaProductData final : public IfMetaProductData {
  public:
   explicit CodecMetaProductData(const codec::ProductData& productData) : data(productData) {}
 
-  bool HasMetaObject(const UniqueMetaObjectKey& key) const override { return data.hasMetaObject(key.Bytes()); }
+  bool HasMetaObject(const UniqueMetaObjectKey& key) const override { return data.hasMetaObject(std::string(key.Bytes())); }
   std::set<UniqueMetaObjectKey> GetRelatedMetaObjects(const UniqueMetaObjectKey& key) const override {
     std::set<UniqueMetaObjectKey> related;
-    for (const std::string& bytes : data.relatedMetaObjects(key.Bytes())) {
+    for (const std::string& bytes : data.relatedMetaObjects(std::string(key.Bytes()))) {
       related.insert(UniqueMetaObjectKey(bytes));
     }
     return related;

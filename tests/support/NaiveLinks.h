@@ -19,11 +19,11 @@ inline GeometryObject3D GeometryOf(const NaiveGeometry& geometry) {
 
 inline NaiveGeometry NaiveOf(const GeometryObject3D& geometry) {
   return {geometry.objectType, ElementsOf(geometry.componentPath), ElementsOf(geometry.secondPath),
-          geometry.objectName.Bytes()};
+          std::string(geometry.objectName.Bytes())};
 }
 
 inline NaiveLink NaiveOf(const ProductGeometryObject3D& record) {
-  return {record.metaKey.Bytes(), NaiveOf(record.geometry)};
+  return {std::string(record.metaKey.Bytes()), NaiveOf(record.geometry)};
 }
 
 /// In the order in which the records are walked.

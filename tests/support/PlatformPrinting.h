@@ -13,7 +13,7 @@
 
 /// How failed tests show the platform's values: bytes quoted, what cannot be printed as \xNN.
 
-inline void PrintBytes(const std::string& bytes, std::ostream* out) {
+inline void PrintBytes(std::string_view bytes, std::ostream* out) {
   *out << '"';
   for (const char byte : bytes) {
     const auto code = static_cast<unsigned char>(byte);

@@ -40,8 +40,8 @@ const ProductGeometryObjects3D& Inside(const IProductGeometryObjects3D& store) {
 
 // Negative, 0 or positive, by the rules of the orders and without the comparisons of the library.
 int CompareByKey(const ProductGeometryObject3D& left, const ProductGeometryObject3D& right) {
-  const std::string& leftBytes = left.metaKey.Bytes();
-  const std::string& rightBytes = right.metaKey.Bytes();
+  const std::string leftBytes(left.metaKey.Bytes());
+  const std::string rightBytes(right.metaKey.Bytes());
   return IsKeyLess(leftBytes, rightBytes) ? -1 : leftBytes == rightBytes ? 0 : 1;
 }
 
@@ -59,8 +59,8 @@ int CompareByGeometry(const ProductGeometryObject3D& left, const ProductGeometry
   if (a.componentPath.Count() != b.componentPath.Count()) {
     return a.componentPath.Count() < b.componentPath.Count() ? -1 : 1;
   }
-  const std::string& leftBytes = a.objectName.Bytes();
-  const std::string& rightBytes = b.objectName.Bytes();
+  const std::string leftBytes(a.objectName.Bytes());
+  const std::string rightBytes(b.objectName.Bytes());
   return IsKeyLess(leftBytes, rightBytes) ? -1 : leftBytes == rightBytes ? 0 : 1;
 }
 

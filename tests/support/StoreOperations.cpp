@@ -236,7 +236,7 @@ class Decoder {
     if (record == nullptr) {
       return {KeyPool()[number % KeyPool().size()]};
     }
-    return {record->metaKey.Bytes(), isStoredItself ? &record->metaKey : nullptr};
+    return {std::string(record->metaKey.Bytes()), isStoredItself ? &record->metaKey : nullptr};
   }
 
   PreparedOperation::GeometryArgument GeometryOf(unsigned int number, bool isStoredItself, bool isOther) const {
@@ -302,15 +302,15 @@ class RecordingDocument : public IfDocObject {
   bool isThrowing;
 };
 
-bool IsChosenBy(const ScriptedValidator& script, const std::string& key, std::uint32_t type, std::size_t levels,
-                const std::string& name) {
+bool IsChosenBy(const ScriptedValidator& script, std::string_view key, std::uint32_t type, std::size_t levels,
+                std::string_view name) {
   const std::size_t bit =
       key.size() + static_cast<unsigned char>(key.empty() ? 0 : key.back()) + levels * 3 + type + name.size();
   return (static_cast<unsigned int>(script.mask) >> bit % 8 & 1U) != 0;
 }
 
-bool Decide(ScriptedValidator& script, const std::string& key, std::uint32_t type, std::size_t levels,
-            const std::string& name) {
+bool Decide(ScriptedValidator& script, std::string_view key, std::uint32_t type, std::size_t levels,
+            std::string_view name) {
   ++script.calls;
   if (script.calls == script.throwAt) {
     throw ScriptedFailure();
@@ -362,7 +362,7 @@ std::vector<UniqueMetaObjectKey> LibraryKeys(const std::vector<std::string>& key
 std::vector<std::string> NaiveKeys(const std::vector<UniqueMetaObjectKey>& keys) {
   std::vector<std::string> result;
   for (const UniqueMetaObjectKey& key : keys) {
-    result.push_back(key.Bytes());
+    result.emplace_back(key.Bytes());
   }
   return result;
 }
@@ -692,7 +692,7 @@ StoreOutcome DoOnStore(const PreparedOperation& operation, IProductGeometryObjec
       const UniqueMetaObjectKey* found = nullptr;
       run([&] { found = &store.GetMetaObjectKey(geometry, set); });
       if (found != nullptr) {
-        outcome.keys = {found->Bytes()};
+        outcome.keys = {std::string(found->Bytes())};
       }
       break;
     }
@@ -750,7 +750,7 @@ StoreOutcome DoOnStore(const PreparedOperation& operation, IProductGeometryObjec
       std::map<UniqueMetaObjectKey, UniqueMetaObjectKey> newKeys;
       run([&] { newKeys = store.RegenerateMetaObjectKeys(); });
       for (const auto& [oldKey, newKey] : newKeys) {
-        outcome.newKeys[oldKey.Bytes()] = newKey.Bytes();
+        outcome.newKeys[std::string(oldKey.Bytes())] = newKey.Bytes();
       }
       outcome.calls = generated.Calls();
       break;

@@ -59,8 +59,8 @@ inline ProductGeometryObject3D RecordOf(const StreamLink& link) {
 
 inline StreamLink LinkOf(const ProductGeometryObject3D& record) {
   const GeometryObject3D& geometry = record.geometry;
-  return {record.metaKey.Bytes(), geometry.objectType, ElementsOf(geometry.componentPath),
-          ElementsOf(geometry.secondPath), geometry.objectName.Bytes()};
+  return {std::string(record.metaKey.Bytes()), geometry.objectType, ElementsOf(geometry.componentPath),
+          ElementsOf(geometry.secondPath), std::string(geometry.objectName.Bytes())};
 }
 
 /// In the order in which the records are walked.
