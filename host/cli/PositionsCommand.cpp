@@ -131,7 +131,7 @@ void PrintCsv(const Document& document, const std::vector<Bill>& bills, bool key
       PrintLine(fmt::format("{},{},{},{},{},{}{}", CsvField(assembly), CsvField(ValueText(line.position)),
                             CsvField(line.marking), CsvField(line.name), line.count,
                             CsvField(fmt::format("{}", fmt::join(PlaceTexts(line.bodies), " "))),
-                            keys ? "," + CsvField(KeyText(line.groupObject)) : ""));
+                            keys ? fmt::format(",{}", CsvField(KeyText(line.groupObject))) : ""));
     }
   }
 }

@@ -44,7 +44,7 @@ class BillOfTheMachine : public testing::Test {
   static std::vector<std::string> Texts(const std::vector<host::BodyPlace>& places) {
     std::vector<std::string> texts;
     for (const host::BodyPlace& place : places) {
-      texts.push_back(host::PathText(place.component) + " " + place.name.Bytes());
+      texts.push_back(host::PathText(place.component) + " " + std::string(place.name.Bytes()));
     }
     return texts;
   }

@@ -66,7 +66,7 @@ TEST_F(FindLine, ByTheMarkingTheNameOrBothOfItsProduct) {
 }
 
 TEST_F(FindLine, ByItsKey) {
-  EXPECT_EQ(Line(model.Line("F", "B").Bytes()), model.Line("F", "B"));
+  EXPECT_EQ(Line(std::string(model.Line("F", "B").Bytes())), model.Line("F", "B"));
 }
 
 TEST_F(FindLine, ByAKeyOfAnyBytesAsItIsShown) {
@@ -83,10 +83,11 @@ TEST_F(FindLine, AmongThoseOfOneAssembly) {
 }
 
 TEST_F(FindLine, IsRefusedWithTheCandidatesWhereThereAreSeveral) {
-  EXPECT_THAT(RefusalOf([&] { Line("Bolt"); }), AllOf(HasSubstr("'Bolt' is ambiguous, 2 have the name"),
-                                                      HasSubstr(model.Line("M", "B").Bytes() + " in M Machine"),
-                                                      HasSubstr(model.Line("F", "B").Bytes() + " in F Frame"),
-                                                      HasSubstr("use a key"), Not(HasSubstr("..."))));
+  EXPECT_THAT(RefusalOf([&] { Line("Bolt"); }),
+              AllOf(HasSubstr("'Bolt' is ambiguous, 2 have the name"),
+                    HasSubstr(std::string(model.Line("M", "B").Bytes()) + " in M Machine"),
+                    HasSubstr(std::string(model.Line("F", "B").Bytes()) + " in F Frame"), HasSubstr("use a key"),
+                    Not(HasSubstr("..."))));
 }
 
 TEST_F(FindLine, ListsFiveCandidatesAtMost) {
@@ -111,7 +112,7 @@ TEST_F(FindLine, IsRefusedWhereThereIsNone) {
               AllOf(HasSubstr("no line of a bill is called 'Nut'"), HasSubstr("qlinks positions")));
   EXPECT_NE(RefusalOf([&] { Line("Frame", model.Product("F")); }), "");
   EXPECT_NE(RefusalOf([&] { Line("Machine"); }), "");
-  EXPECT_NE(RefusalOf([&] { Line(model.OccurrenceAt("3").Bytes()); }), "");
+  EXPECT_NE(RefusalOf([&] { Line(std::string(model.OccurrenceAt("3").Bytes())); }), "");
 }
 
 TEST_F(FindLine, ShowsWhatWasAskedForOnOneLine) {
@@ -121,7 +122,7 @@ TEST_F(FindLine, ShowsWhatWasAskedForOnOneLine) {
 // ---- occurrences and lines
 
 TEST_F(FindOccurrenceOrLine, ByTheKeyOfAnOccurrence) {
-  EXPECT_EQ(OccurrenceOrLine(model.OccurrenceAt("1/2").Bytes()), model.OccurrenceAt("1/2"));
+  EXPECT_EQ(OccurrenceOrLine(std::string(model.OccurrenceAt("1/2").Bytes())), model.OccurrenceAt("1/2"));
 }
 
 TEST_F(FindOccurrenceOrLine, ByAKeyOfAnyBytesAsItIsShown) {
@@ -139,13 +140,13 @@ TEST_F(FindOccurrenceOrLine, ByTheComponentPathOfAnOccurrence) {
 
 TEST_F(FindOccurrenceOrLine, ByWhatNamesALine) {
   EXPECT_EQ(OccurrenceOrLine("Frame"), model.Line("M", "F"));
-  EXPECT_EQ(OccurrenceOrLine(model.Line("F", "B").Bytes()), model.Line("F", "B"));
+  EXPECT_EQ(OccurrenceOrLine(std::string(model.Line("F", "B").Bytes())), model.Line("F", "B"));
   EXPECT_THAT(RefusalOf([&] { OccurrenceOrLine("Bolt"); }), HasSubstr("ambiguous"));
 }
 
 TEST_F(FindOccurrenceOrLine, FindsNoProductOrEmbodimentByItsKey) {
-  EXPECT_NE(RefusalOf([&] { OccurrenceOrLine(model.Product("B").Bytes()); }), "");
-  EXPECT_NE(RefusalOf([&] { OccurrenceOrLine(model.Base("M").Bytes()); }), "");
+  EXPECT_NE(RefusalOf([&] { OccurrenceOrLine(std::string(model.Product("B").Bytes())); }), "");
+  EXPECT_NE(RefusalOf([&] { OccurrenceOrLine(std::string(model.Base("M").Bytes())); }), "");
 }
 
 TEST_F(FindOccurrenceOrLine, FindsALineWhoseMarkingLooksLikeAPathOrKeyAndIsNone) {
@@ -176,7 +177,7 @@ TEST_F(FindOccurrenceOrLine, IsRefusedAsNoComponentWhereItReadsLikeAPath) {
 // ---- occurrences directly below the root
 
 TEST_F(FindRootOccurrence, ByKeyPathMarkingOrName) {
-  for (const std::string& text : {model.OccurrenceAt("3").Bytes(), std::string("3"), std::string("B"),
+  for (const std::string& text : {std::string(model.OccurrenceAt("3").Bytes()), std::string("3"), std::string("B"),
                                   std::string("Bolt"), std::string("B Bolt")}) {
     EXPECT_EQ(RootOccurrence(text), model.OccurrenceAt("3")) << text;
   }
@@ -184,13 +185,13 @@ TEST_F(FindRootOccurrence, ByKeyPathMarkingOrName) {
 
 TEST_F(FindRootOccurrence, IsRefusedWithTheCandidatesWhereThereAreSeveral) {
   EXPECT_THAT(RefusalOf([&] { RootOccurrence("Frame"); }),
-              AllOf(HasSubstr("2 have the name"), HasSubstr(model.OccurrenceAt("1").Bytes()),
-                    HasSubstr(model.OccurrenceAt("4").Bytes())));
+              AllOf(HasSubstr("2 have the name"), HasSubstr(std::string(model.OccurrenceAt("1").Bytes())),
+                    HasSubstr(std::string(model.OccurrenceAt("4").Bytes()))));
 }
 
 TEST_F(FindRootOccurrence, ByThePathOrKeyOfOneWhoseNameOthersHaveAsWell) {
   EXPECT_EQ(RootOccurrence("4"), model.OccurrenceAt("4"));
-  EXPECT_EQ(RootOccurrence(model.OccurrenceAt("4").Bytes()), model.OccurrenceAt("4"));
+  EXPECT_EQ(RootOccurrence(std::string(model.OccurrenceAt("4").Bytes())), model.OccurrenceAt("4"));
 }
 
 TEST_F(FindRootOccurrence, PrefersAPathToAMarkingThatReadsTheSame) {
@@ -201,13 +202,14 @@ TEST_F(FindRootOccurrence, PrefersAPathToAMarkingThatReadsTheSame) {
 TEST_F(FindRootOccurrence, PrefersAKeyToAMarkingThatReadsTheSame) {
   const UniqueMetaObjectKey key = model.OccurrenceAt("3");
   const UniqueMetaObjectKey plate = model.Product("P");
-  model.Data().Find(plate)->properties[c_marking] = SimplePropVal(host::ToWide(key.Bytes()));
-  EXPECT_EQ(RootOccurrence(key.Bytes()), key);
+  model.Data().Find(plate)->properties[c_marking] = SimplePropVal(host::ToWide(std::string(key.Bytes())));
+  EXPECT_EQ(RootOccurrence(std::string(key.Bytes())), key);
 }
 
 TEST_F(FindRootOccurrence, IsRefusedForWhatIsNotDirectlyBelowTheRoot) {
-  for (const std::string& text : {std::string("1/2"), model.OccurrenceAt("1/2").Bytes(), model.Line("M", "B").Bytes(),
-                                  std::string("Nut"), std::string("9"), std::string()}) {
+  for (const std::string& text :
+       {std::string("1/2"), std::string(model.OccurrenceAt("1/2").Bytes()), std::string(model.Line("M", "B").Bytes()),
+        std::string("Nut"), std::string("9"), std::string()}) {
     EXPECT_THAT(RefusalOf([&] { RootOccurrence(text); }), HasSubstr("no occurrence directly below the root")) << text;
   }
 }
@@ -244,19 +246,20 @@ TEST_F(FindEmbodiment, ByKeyNameOrNumber) {
   host::AddEmbodiment(model.document, "large", "02", {});
   EXPECT_EQ(Embodiment("small"), small);
   EXPECT_EQ(Embodiment("01"), small);
-  EXPECT_EQ(Embodiment(small.Bytes()), small);
-  EXPECT_EQ(Embodiment(model.Base("M").Bytes()), model.Base("M"));
+  EXPECT_EQ(Embodiment(std::string(small.Bytes())), small);
+  EXPECT_EQ(Embodiment(std::string(model.Base("M").Bytes())), model.Base("M"));
 }
 
 TEST_F(FindEmbodiment, IsRefusedWhereThereIsNone) {
   EXPECT_THAT(RefusalOf([&] { Embodiment("small"); }), HasSubstr("no embodiment is called 'small'"));
-  EXPECT_NE(RefusalOf([&] { Embodiment(model.Base("F").Bytes()); }), "");
+  EXPECT_NE(RefusalOf([&] { Embodiment(std::string(model.Base("F").Bytes())); }), "");
 }
 
 TEST_F(FindEmbodiment, IsRefusedWithTheCandidatesWhereTheNameOfOneIsTheNumberOfAnother) {
   const UniqueMetaObjectKey first = host::AddEmbodiment(model.document, "02", "01", {});
   const UniqueMetaObjectKey second = host::AddEmbodiment(model.document, "large", "02", {});
-  EXPECT_THAT(RefusalOf([&] { Embodiment("02"); }), AllOf(HasSubstr(first.Bytes()), HasSubstr(second.Bytes())));
+  EXPECT_THAT(RefusalOf([&] { Embodiment("02"); }),
+              AllOf(HasSubstr(std::string(first.Bytes())), HasSubstr(std::string(second.Bytes()))));
 }
 
 }  // namespace

@@ -94,7 +94,7 @@ class Imported {
     const auto found = document->bodies.find(host::ParsePath(path));
     if (found != document->bodies.end()) {
       for (const Body& body : found->second) {
-        names.push_back(body.objectName.Bytes());
+        names.push_back(std::string(body.objectName.Bytes()));
       }
     }
     return names;
@@ -141,8 +141,9 @@ class Imported {
     document->links->ForEachLink(
         [&](const ProductGeometryObject3D& link) {
           EXPECT_TRUE(link.geometry.secondPath.IsEmpty());
-          links.emplace_back(link.metaKey.Bytes(), link.geometry.objectType,
-                             host::PathText(link.geometry.componentPath), link.geometry.objectName.Bytes());
+          links.emplace_back(std::string(link.metaKey.Bytes()), link.geometry.objectType,
+                             host::PathText(link.geometry.componentPath),
+                             std::string(link.geometry.objectName.Bytes()));
         },
         set);
     return links;
@@ -406,7 +407,7 @@ TEST(ImportOfAnAssembly, LinksEachOccurrenceToItsComponentInTheUniqueSet) {
   std::vector<Imported::Link> expected;
   for (const std::string& path : imported.Paths()) {
     const std::uint32_t type = path == "1" || path == "3" ? 200 : 104;
-    expected.emplace_back(imported.At(path).occurrence.Bytes(), type, path, "");
+    expected.emplace_back(std::string(imported.At(path).occurrence.Bytes()), type, path, "");
   }
   EXPECT_THAT(imported.Links(LinkSet::Unique), testing::UnorderedElementsAreArray(expected));
 }
@@ -415,12 +416,12 @@ TEST(ImportOfAnAssembly, LinksOccurrenceAndGroupObjectToEachBodyInTheValidatedSe
   const Imported imported(Machine());
   const auto groupObjects = imported.GroupObjects();
   const auto lineOf = [&](const std::string& holder, const std::string& used) {
-    return groupObjects.find({holder, used})->second.Bytes();
+    return std::string(groupObjects.find({holder, used})->second.Bytes());
   };
   std::vector<Imported::Link> expected;
   const auto expectBody = [&](const std::string& path, std::uint32_t type, const std::string& body,
                               const std::string& line) {
-    expected.emplace_back(imported.At(path).occurrence.Bytes(), type, path, body);
+    expected.emplace_back(std::string(imported.At(path).occurrence.Bytes()), type, path, body);
     expected.emplace_back(line, type, path, body);
   };
   expectBody("2", 1, "body-1", lineOf("QD.00 Machine", "Bolt"));

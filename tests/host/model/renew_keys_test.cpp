@@ -62,7 +62,7 @@ class Bijection {
 
   UniqueMetaObjectKey OldOf(const UniqueMetaObjectKey& newKey) const {
     const auto found = oldKeys.find(newKey);
-    return found == oldKeys.end() ? Key("(unknown) " + newKey.Bytes()) : found->second;
+    return found == oldKeys.end() ? Key("(unknown) " + std::string(newKey.Bytes())) : found->second;
   }
 
   const std::map<UniqueMetaObjectKey, UniqueMetaObjectKey>& All() const { return oldKeys; }
@@ -116,7 +116,7 @@ class RenewKeys : public testing::Test {
   StreamLinks OldLinks(LinkSet set, const Bijection& pairs) {
     StreamLinks links = LinksOf(*model.document.links, set);
     for (StreamLink& link : links) {
-      link.key = pairs.OldOf(Key(link.key)).Bytes();
+      link.key = std::string(pairs.OldOf(Key(link.key)).Bytes());
     }
     return Sorted(std::move(links));
   }

@@ -48,14 +48,14 @@ inline DocumentContent ContentOf(const host::Document& document) {
   content.groups = document.productData.AllGroups();
   content.rootProduct = document.productData.RootProduct();
   for (const auto& [path, component] : document.components) {
-    content.components[host::PathText(path)] = {component.objectType,  component.occurrence.Bytes(),
+    content.components[host::PathText(path)] = {component.objectType,  std::string(component.occurrence.Bytes()),
                                                 component.displayName, component.fileId,
                                                 component.placement,   component.nextElement};
   }
   for (const auto& [path, bodies] : document.bodies) {
     for (const host::Body& body : bodies) {
-      content.bodies[host::PathText(path)].emplace_back(body.objectType, body.objectName.Bytes(), body.displayName,
-                                                        body.fileId);
+      content.bodies[host::PathText(path)].emplace_back(body.objectType, std::string(body.objectName.Bytes()),
+                                                        body.displayName, body.fileId);
     }
   }
   content.nextRootElement = document.nextRootElement;
@@ -103,7 +103,7 @@ class RevisedDocument {
     const auto found = document.bodies.find(host::ParsePath(path));
     if (found != document.bodies.end()) {
       for (const host::Body& body : found->second) {
-        names.push_back(body.objectName.Bytes());
+        names.push_back(std::string(body.objectName.Bytes()));
       }
     }
     return names;
@@ -160,7 +160,8 @@ class RevisedDocument {
   /// Where the unique set links a key to: "path name", or nothing.
   std::string LinkedTo(const UniqueMetaObjectKey& key) const {
     const std::vector<GeometryObject3D> found = document.links->GetGeometryObjects(key, LinkSet::Unique);
-    return found.empty() ? std::string() : host::PathText(found[0].componentPath) + " " + found[0].objectName.Bytes();
+    return found.empty() ? std::string()
+                         : host::PathText(found[0].componentPath) + " " + std::string(found[0].objectName.Bytes());
   }
 
   host::Document document;

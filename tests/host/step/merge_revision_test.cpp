@@ -907,8 +907,8 @@ class RecordedLinks final : public IProductGeometryObjects3D {
   void ReplaceGeometryObject(const GeometryObject3D& from, const GeometryObject3D& to) override {
     // The store would not end.
     ASSERT_TRUE(from < to || to < from);
-    replaced.push_back(host::PathText(from.componentPath) + " " + from.objectName.Bytes() + " to " +
-                       host::PathText(to.componentPath) + " " + to.objectName.Bytes());
+    replaced.push_back(host::PathText(from.componentPath) + " " + std::string(from.objectName.Bytes()) + " to " +
+                       host::PathText(to.componentPath) + " " + std::string(to.objectName.Bytes()));
     links->ReplaceGeometryObject(from, to);
   }
   void ReplaceMetaObjectKey(const UniqueMetaObjectKey& from, const UniqueMetaObjectKey& to, LinkSet set) override {
