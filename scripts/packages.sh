@@ -61,12 +61,16 @@ build() {
   fi
 }
 
-# build_core PRESET: the library and its tests without the host, in build/core_PRESET; else as build.
+# build_core PRESET [STEP_READER]: the library and its tests, in build/core_PRESET, without the host; with the reader of
+# STEP files that another build made, what the host reads files with as well. Else as build.
 build_core() {
-  local preset=$1 dir=build/core_$1
+  local preset=$1 dir=build/core_$1 host=(-DQPD_BUILD_HOST=OFF)
+  if [ $# -gt 1 ]; then
+    host=(-DQPD_BUILD_HOST=ON -DQPD_STEP_READER="$PWD/$2")
+  fi
   mkdir -p build
   echo "building the library and its tests ($preset, output in $dir.log)"
-  if ! { cmake --preset "$preset" -B "$dir" -DQPD_BUILD_HOST=OFF && cmake --build "$dir"; } >"$dir.log" 2>&1; then
+  if ! { cmake --preset "$preset" -B "$dir" "${host[@]}" && cmake --build "$dir"; } >"$dir.log" 2>&1; then
     tail -n 40 "$dir.log" >&2
     echo "the build failed; the whole output is in $dir.log" >&2
     exit 1

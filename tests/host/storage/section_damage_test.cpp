@@ -1,10 +1,12 @@
 // Damaged sections through the host's load: either they load, and then as the codec reads them, or they are refused
-// with one line that names the byte; in memory that goes with their length, whatever their counts say.
+// with one line that names the byte; in memory and work that go with their length, whatever their counts say.
 
 #include "host/storage/LinksSection.h"
 
 #include <new>
 #include <optional>
+#include <span>
+#include <stdexcept>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -12,6 +14,7 @@
 #include <qProdData3D/ReadMetaObjectsLinks.h>
 
 #include "host/HostError.h"
+#include "host/storage/SectionWalker.h"
 #include "host/storage/StrictReader.h"
 #include "tests/support/FixtureFile.h"
 #include "tests/support/FixtureLinks.h"
@@ -23,15 +26,73 @@
 namespace {
 
 constexpr std::uint64_t c_mostElements = 0xFFFFF;
+// A path keeps beside its elements how many it has room for.
+constexpr std::uint64_t c_mostBytes = (c_mostElements + 1) * sizeof(std::uint32_t);
 
 // The most that a refusal may hold at one time: its message.
 constexpr std::size_t c_mostBytesOfARefusal = 1024;
+
+// The most blocks that it may make.
+constexpr std::size_t c_mostBlocksOfARefusal = 8;
 
 // The most that a load may hold at one time: of the shortest records each becomes a link in both sets and in their
 // temporary sets.
 std::size_t MostBytesOfALoad(std::size_t sectionLength) {
   return 2048 + 60 * sectionLength;
 }
+
+// The most blocks that a load may make: for each record some, and those of its texts and paths.
+std::size_t MostBlocksOfALoad(std::size_t sectionLength) {
+  return 32 + sectionLength / 4;
+}
+
+// The most that a reading may ask of its stream, and the most fields that a walk may show: those of the smallest record
+// take 16 bytes, and a text or an element of a path takes some of its own.
+std::size_t MostSteps(std::size_t sectionLength) {
+  return 2 + sectionLength / 3;
+}
+
+struct TooManySteps : std::runtime_error {
+  TooManySteps() : std::runtime_error("more work than the length of the section accounts for") {}
+};
+
+// Counts what is done over a section, and ends what does not end.
+class BoundedWork {
+ public:
+  explicit BoundedWork(std::size_t sectionLength) noexcept : left(MostSteps(sectionLength)) {}
+
+  void Step() {
+    if (left == 0) {
+      throw TooManySteps();
+    }
+    --left;
+  }
+
+ private:
+  std::size_t left;
+};
+
+// A strict reader that takes no more calls than its bytes account for.
+class BoundedReader final : public reader {
+ public:
+  BoundedReader(std::span<const std::byte> bytes, const StreamVersions& streamVersions)
+      : tape(streamVersions), strict(bytes, streamVersions), work(bytes.size()) {}
+
+  bool readBlock(void* target, std::size_t length) override {
+    work.Step();
+    return strict.readBlock(target, length);
+  }
+  void setState(io::state fault) override {
+    work.Step();
+    strict.setState(fault);
+  }
+
+  std::size_t Position() const noexcept { return strict.Position(); }
+
+ private:
+  host::StrictReader strict;
+  BoundedWork work;
+};
 
 // "at byte N" of a message of one line; nothing where it has another form.
 std::optional<std::uint64_t> ByteNamedIn(const std::string& message) {
@@ -68,6 +129,7 @@ class DamagedLoads : public testing::TestWithParam<SectionFixture> {
       const auto links = host::ReadLinks(section, nullptr, &dropped);
       ASSERT_TRUE(loads) << damage.Text();
       ASSERT_LE(peak.Bytes(), MostBytesOfALoad(bytes.size())) << damage.Text();
+      ASSERT_LE(use.Allocations(), MostBlocksOfALoad(bytes.size())) << damage.Text();
       codec::LinkSets expected;
       codec::Merge(decoded, expected, nullptr);
       ASSERT_EQ(DifferenceOf(*links, expected), "") << damage.Text();
@@ -76,10 +138,12 @@ class DamagedLoads : public testing::TestWithParam<SectionFixture> {
           << damage.Text();
     } catch (const host::DocumentError& error) {
       const std::size_t peakBytes = peak.Bytes();
+      const std::size_t blocks = use.Allocations();
       ++refusals;
       const auto named = ByteNamedIn(error.what());
       ASSERT_FALSE(loads) << damage.Text() << ": " << error.what();
       ASSERT_LE(peakBytes, c_mostBytesOfARefusal) << damage.Text();
+      ASSERT_LE(blocks, c_mostBlocksOfARefusal) << damage.Text();
       ASSERT_TRUE(named) << error.what();
       ASSERT_LE(*named, bytes.size()) << damage.Text();
     }
@@ -100,11 +164,11 @@ class DamagedLoads : public testing::TestWithParam<SectionFixture> {
     }
     const auto store = CreateProductGeometryObjects3D(AcceptAll);
     AddTo(*store, held, LinkSet::Both);
-    host::StrictReader in(bytes, file.versions);
+    BoundedReader in(bytes, file.versions);
     bool isRead = false;
     try {
       // On any machine: a path that announces more gets no memory.
-      const FailingLargeAllocations refused(c_mostElements * sizeof(std::uint32_t));
+      const FailingLargeAllocations refused(c_mostBytes);
       ReadMetaObjectsLinks(in, *store, nullptr);
       isRead = true;
     } catch (const host::StrictReadFailed& failed) {
@@ -113,13 +177,22 @@ class DamagedLoads : public testing::TestWithParam<SectionFixture> {
       ASSERT_EQ(failed.fault.offset, in.Position()) << damage.Text();
     } catch (const std::bad_alloc&) {
       ASSERT_EQ(decoded.end, codec::Decoded::End::outOfMemory) << damage.Text();
+    } catch (const TooManySteps& work) {
+      FAIL() << damage.Text() << ": " << work.what();
     }
     ASSERT_EQ(isRead, IsSound(decoded)) << damage.Text();
     ASSERT_EQ(DifferenceOf(*store, expected), "") << damage.Text();
   }
 
+  void CheckWalk(const codec::Bytes& bytes, const Damage& damage) {
+    BoundedWork work(bytes.size());
+    ASSERT_NO_THROW(host::WalkSection(bytes, file.versions, [&work](const host::SectionField&) { work.Step(); }))
+        << damage.Text();
+  }
+
   void Check(const codec::Bytes& bytes, const Damage& damage) {
-    CheckLoad(bytes, damage);
+    ASSERT_NO_FATAL_FAILURE(CheckWalk(bytes, damage));
+    ASSERT_NO_FATAL_FAILURE(CheckLoad(bytes, damage));
     CheckStrictReading(bytes, damage);
   }
 
