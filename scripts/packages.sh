@@ -12,6 +12,11 @@ test_packages=(
   clang libgtest-dev libgmock-dev librapidcheck-dev python3 binutils abigail-tools
 )
 
+# What the benchmarks need besides; valgrind counts instructions.
+bench_packages=(
+  libbenchmark-dev valgrind
+)
+
 # require_packages NAME...: installs those that are missing. Asks for no network when none is.
 require_packages() {
   local missing=() package
