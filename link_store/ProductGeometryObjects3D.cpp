@@ -125,25 +125,32 @@ void MoveGeometryInto(Links& links, Position position, GeometryObject3D&& geomet
       position, [&geometry](ProductGeometryObject3D& record) { record.geometry = std::move(geometry); });
 }
 
-// `from` is not compared with `to`: with equivalent ones this finds the same record for ever. A fresh search for
-// each record, since a change moves or erases the one found before.
+// Changes the records from the first one that is equivalent to `from` to the last. A change moves or erases its record,
+// which leaves the range, and the next one is the first then. With a `to` that is equivalent to `from` no record leaves,
+// and on purpose this does not end.
 template <class Links>
 void ReplaceGeometry(Links& links, Sought<GeometryObject3D>& from, const GeometryObject3D& to) {
   const auto& index = Index<byGeometry>(links);
-  for (auto found = index.find(from.Get()); found != index.end(); found = index.find(from.Get())) {
-    from.KeepBefore(found->geometry);
-    AssignGeometry(links, found, to);
-  }
+  do {
+    for (auto next = index.find(from.Get()); next != index.end() && !(from.Get() < next->geometry);) {
+      const auto found = next++;
+      from.KeepBefore(found->geometry);
+      AssignGeometry(links, found, to);
+    }
+  } while (AreEquivalent(from.Get(), to));
 }
 
 // As ReplaceGeometry; equal keys do not end either.
 template <class Links>
 void ReplaceKey(Links& links, Sought<UniqueMetaObjectKey>& from, const UniqueMetaObjectKey& to) {
   const auto& index = Index<byMetaKey>(links);
-  for (auto found = index.find(from.Get()); found != index.end(); found = index.find(from.Get())) {
-    from.KeepBefore(found->metaKey);
-    AssignKey(links, found, to);
-  }
+  do {
+    for (auto next = index.find(from.Get()); next != index.end() && next->metaKey == from.Get();) {
+      const auto found = next++;
+      from.KeepBefore(found->metaKey);
+      AssignKey(links, found, to);
+    }
+  } while (from.Get() == to);
 }
 
 // The geometry objects of the links whose component path lies in the branch, in byGeometry order. A list of copies,
@@ -219,16 +226,17 @@ ProductGeometryObjects3D::~ProductGeometryObjects3D() = default;
 void ProductGeometryObjects3D::SetLinkValidater(LinkValidator validator) {
   linkValidator = validator;
   // The pass has a validator of its own: one that keeps state in itself starts from what was handed in, and what the
-  // pass adds to that state does not reach the stored one.
-  std::vector<ProductGeometryObject3D> rejected;
-  const LinkVisitor gatherRejected = [&rejected, ask = std::move(validator)](const ProductGeometryObject3D& record) {
-    if (!ask(record)) {
-      rejected.push_back({record.metaKey, OwnCopy<GeometryObject3D>(record.geometry)});
+  // pass adds to that state does not reach the stored one. All links are asked about before the first one goes.
+  const LinkValidator ask = std::move(validator);
+  auto& index = Index<byMetaKey>(validatedLinks);
+  std::vector<decltype(index.begin())> rejected;
+  for (auto record = index.begin(); record != index.end(); ++record) {
+    if (!ask(*record)) {
+      rejected.push_back(record);
     }
-  };
-  ProductGeometryObjects3D::ForEachLink(gatherRejected, LinkSet::Validated);
-  for (const ProductGeometryObject3D& record : rejected) {
-    ProductGeometryObjects3D::RemoveLink(record.geometry, record.metaKey, LinkSet::Validated);
+  }
+  for (const auto& record : rejected) {
+    index.erase(record);
   }
 }
 
@@ -255,7 +263,7 @@ void ProductGeometryObjects3D::AddLink(const UniqueMetaObjectKey& key, const Geo
   // Moved away above only where the validated set stays as it is.
   // NOLINTNEXTLINE(bugprone-use-after-move)
   if (ChangesValidated(set) && linkValidator(record)) {
-    validatedLinks.insert(std::move(record));
+    validatedLinks.insert(validatedLinks.end(), std::move(record));
   }
 }
 
@@ -309,11 +317,13 @@ bool ProductGeometryObjects3D::HasLink(const UniqueMetaObjectKey& key, const Geo
   // Equal geometry objects are equivalent, and a set holds one link at most for a key and equivalent geometry
   // objects: if that one is not equal, none is.
   if (ReadsUnique(set)) {
-    const auto found = FindLink(uniqueLinks, key, geometry);
-    return found != uniqueLinks.end() && found->geometry == geometry;
+    const auto& index = Index<byMetaKey>(uniqueLinks);
+    const auto found = index.find(key);
+    return found != index.end() && found->geometry == geometry;
   }
-  const auto found = FindLink(validatedLinks, key, geometry);
-  return found != validatedLinks.end() && found->geometry == geometry;
+  const auto& index = Index<byLink>(validatedLinks);
+  const auto found = index.find(LinkReference{key, geometry});
+  return found != index.end() && found->geometry == geometry;
 }
 
 const UniqueMetaObjectKey& ProductGeometryObjects3D::GetMetaObjectKey(const GeometryObject3D& geometry,
@@ -326,7 +336,9 @@ std::vector<UniqueMetaObjectKey> ProductGeometryObjects3D::GetMetaObjectKeys(con
   const auto [first, last] = index.equal_range(geometry);
   std::vector<UniqueMetaObjectKey> result;
   result.reserve(static_cast<std::size_t>(std::distance(first, last)));
-  std::transform(first, last, std::back_inserter(result), [](const auto& record) { return record.metaKey; });
+  for (auto record = first; record != last; ++record) {
+    result.push_back(record->metaKey);
+  }
   return result;
 }
 
@@ -336,7 +348,9 @@ std::vector<GeometryObject3D> ProductGeometryObjects3D::GetGeometryObjects(const
   const auto copyAll = [&result, &key](const auto& index) {
     const auto [first, last] = index.equal_range(key);
     result.reserve(static_cast<std::size_t>(std::distance(first, last)));
-    std::transform(first, last, std::back_inserter(result), [](const auto& record) { return record.geometry; });
+    for (auto record = first; record != last; ++record) {
+      result.push_back(record->geometry);
+    }
   };
   if (ReadsUnique(set)) {
     copyAll(Index<byMetaKey>(uniqueLinks));

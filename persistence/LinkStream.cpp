@@ -145,7 +145,7 @@ void ReadLinkSet(reader& in, ValidatedLinks& links) {
   for (std::uint64_t read = 0; read < count; ++read) {
     ProductGeometryObject3D record;
     ReadLinkRecord(in, record);
-    links.insert(std::move(record));
+    links.insert(links.end(), std::move(record));
   }
 }
 
@@ -173,7 +173,7 @@ void ReadLinkSections(reader& in, ValidatedLinks& first, ValidatedLinks& second)
   for (const ProductGeometryObject3D& record : first) {
     // Copied before it is inserted: a copy that the container makes may lose its path (ExceptionMode) when the place for
     // the whole one is found already.
-    second.insert(ProductGeometryObject3D(record));
+    second.insert(second.end(), ProductGeometryObject3D(record));
   }
 }
 

@@ -38,7 +38,7 @@ class writer;
 /// With ExceptionMode off a path that gets no memory is lost without an exception (MbPath) and the operation goes on:
 /// a link may be added, an answer given or written, and a write path kept, whose path is empty. The other paths, and
 /// what was there before, stay whole. Only where a copy is to be looked up or takes the place of a stored object
-/// (SetLinkValidater, ReplaceGeometryObject, ReplaceComponentPath) a lost path raises std::bad_alloc as well, since the
+/// (ReplaceGeometryObject, ReplaceComponentPath) a lost path raises std::bad_alloc as well, since the
 /// empty one would name another object.
 ///
 /// One thread at a time; a validator or visitor must not call back into the store. n is the size of a set; every
@@ -53,7 +53,7 @@ class QPRODDATA3D_API IProductGeometryObjects3D : public IProductGeometryObjects
   /// Stores the validator and removes from the validated set every link that a copy of it rejects; all links are
   /// asked, in key order, before the first is removed. Links removed earlier do not come back. An empty validator is
   /// stored as well, but throws std::bad_function_call when the validated set is not empty, with no link removed; an
-  /// exception of the validator likewise leaves every link in place. O(n + r log n) for r rejected links.
+  /// exception of the validator likewise leaves every link in place. O(n).
   virtual void SetLinkValidater(LinkValidator validator) = 0;
 
   /// Adds a link, to the unique set first.

@@ -84,7 +84,8 @@ TEST(AddLink, ThatGetsNoMemoryLeavesDoneWhatItHadDone) {
 
 TEST(SetLinkValidater, RemovesNothingWhereTheListOfRejectedLinksGetsNoMemory) {
   const Links links{{LongKey("a"), c_solid1}, {LongKey("b"), c_solid2}, {LongKey("c"), c_solid3}};
-  for (std::size_t nth = 1; nth <= 4; ++nth) {
+  // The list grows with the first, the second and the third.
+  for (std::size_t nth = 1; nth <= 3; ++nth) {
     SCOPED_TRACE(nth);
     const Store store = MakeStore(links);
     ExpectNoMemoryAt(nth, [&store] { store->SetLinkValidater(RejectsAll); });

@@ -220,13 +220,11 @@ void NaiveStore::SetLinkValidater(const Validator& newValidator) {
   }
   validator = newValidator;
   Validator ask = newValidator;
-  memory.Ask();
   NaiveLinks rejected;
   for (const NaiveLink& link : validated.ByKey()) {
     if (!ask(link)) {
       memory.Ask();
-      const std::string key = Copy(link.key);
-      rejected.push_back({key, WholeCopy(link.geometry)});
+      rejected.push_back(link);
     }
   }
   for (const NaiveLink& link : rejected) {
