@@ -9,6 +9,10 @@ void ByteString::TakeOutside(std::string_view bytes) {
   words[1] = c_outsideMark | bytes.size();
 }
 
+int ByteString::CompareViews(const ByteString& left, const ByteString& right) noexcept {
+  return left.View().compare(right.View());
+}
+
 void ByteString::ReleaseOutside() noexcept {
   delete[] Outside();
 }

@@ -69,15 +69,15 @@ class QSYS_API ByteString {
   bool IsEmpty() const noexcept { return words[1] == 0; }
 
   friend bool operator==(const ByteString& left, const ByteString& right) noexcept {
-    return left.IsOutside() || right.IsOutside() ? left.View() == right.View()
-                                                 : left.words[0] == right.words[0] && left.words[1] == right.words[1];
+    return AreInside(left, right) ? left.words[0] == right.words[0] && left.words[1] == right.words[1]
+                                  : CompareViews(left, right) == 0;
   }
 
   /// Negative, 0 or positive as `left` is before, the same as or after `right`: by unsigned bytes, the shorter first on
   /// a common beginning.
   static int Compare(const ByteString& left, const ByteString& right) noexcept {
-    if (left.IsOutside() || right.IsOutside()) {
-      return left.View().compare(right.View());
+    if (!AreInside(left, right)) {
+      return CompareViews(left, right);
     }
     // The bytes that a string does not use are 0, and its length comes last: it decides where one string is another
     // with zero bytes behind.
@@ -95,6 +95,12 @@ class QSYS_API ByteString {
   static constexpr std::uint64_t c_outsideLength = (std::uint64_t{1} << c_lengthShift) - 1;
 
   bool IsOutside() const noexcept { return words[1] >= c_outsideMark; }
+  // One test for both: the marks of strings inside have no bit of the upper half.
+  static bool AreInside(const ByteString& left, const ByteString& right) noexcept {
+    return (left.words[1] | right.words[1]) < c_outsideMark;
+  }
+  // Apart, so that the comparison of short strings is short enough to be inlined everywhere.
+  static int CompareViews(const ByteString& left, const ByteString& right) noexcept;
   const char* Outside() const noexcept { return reinterpret_cast<const char*>(words[0]); }
   void TakeOutside(std::string_view bytes);
   void ReleaseOutside() noexcept;
