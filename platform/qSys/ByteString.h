@@ -35,8 +35,7 @@ class QSYS_API ByteString {
       TakeOutside(other.View());
     }
   }
-  ByteString(ByteString&& other) noexcept
-      : words{std::exchange(other.words[0], 0), std::exchange(other.words[1], 0)} {}
+  ByteString(ByteString&& other) noexcept : words{std::exchange(other.words[0], 0), std::exchange(other.words[1], 0)} {}
   ByteString& operator=(const ByteString& other) {
     if (IsOutside() || other.IsOutside()) {
       return *this = ByteString(other);
