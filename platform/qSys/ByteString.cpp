@@ -5,7 +5,7 @@ static_assert(sizeof(ByteString) == 16, "a link record carries two byte strings"
 void ByteString::TakeOutside(std::string_view bytes) {
   char* copy = new char[bytes.size()];
   std::memcpy(copy, bytes.data(), bytes.size());
-  words[0] = reinterpret_cast<std::uintptr_t>(copy);
+  words[0] = std::bit_cast<std::uint64_t>(copy);
   words[1] = c_outsideMark | bytes.size();
 }
 

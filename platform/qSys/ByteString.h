@@ -100,7 +100,7 @@ class QSYS_API ByteString {
   }
   // Apart, so that the comparison of short strings is short enough to be inlined everywhere.
   static int CompareViews(const ByteString& left, const ByteString& right) noexcept;
-  const char* Outside() const noexcept { return reinterpret_cast<const char*>(words[0]); }
+  const char* Outside() const noexcept { return std::bit_cast<const char*>(words[0]); }
   void TakeOutside(std::string_view bytes);
   void ReleaseOutside() noexcept;
 
