@@ -59,7 +59,8 @@ class BodyNames {
     static constexpr std::string_view c_prefix = "body-";
     const std::string_view name = body.objectName.Bytes();
     if (!name.starts_with(c_prefix) || name.size() > c_prefix.size() + 9 ||
-        name.find_first_not_of("0123456789", c_prefix.size()) != std::string_view::npos || name.size() == c_prefix.size()) {
+        name.find_first_not_of("0123456789", c_prefix.size()) != std::string_view::npos ||
+        name.size() == c_prefix.size()) {
       return 0;
     }
     return std::stoul(std::string(name.substr(c_prefix.size())));
