@@ -24,8 +24,14 @@ add_library(qpd_warnings INTERFACE)
 target_compile_options(qpd_warnings INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion
                                               -Wsign-conversion -Wnon-virtual-dtor -Werror>)
 
-# No path of the building machine enters what is built.
-add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+# For sources that search ordered containers: at its usual limits g++ calls some of the comparisons that clang++ and the
+# reader of the code take for inlined.
+set(QPD_INLINE_SEARCHES "$<$<CXX_COMPILER_ID:GNU>:--param=inline-unit-growth=400;--param=large-function-growth=400>")
+
+# No path of the building machine enters what is built. What coverage is counted in must be found again.
+if(NOT QPD_COVERAGE)
+  add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+endif()
 
 if(QPD_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

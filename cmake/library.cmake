@@ -13,6 +13,7 @@ add_library(qProdData3D_objects OBJECT
 target_include_directories(qProdData3D_objects PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR})
 target_link_libraries(qProdData3D_objects PUBLIC qPlatform::q3DCore qPlatform::qDebugTools Boost::headers
                                           PRIVATE qpd_warnings)
+target_compile_options(qProdData3D_objects PRIVATE ${QPD_INLINE_SEARCHES})
 set_target_properties(qProdData3D_objects PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 
 add_library(qProdData3D SHARED)

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <new>
 #include <optional>
+#include <type_traits>
 #include <utility>
 
 #include <qDebugTools/Assert.h>
@@ -32,18 +33,6 @@ auto& Index(Links& links) {
   return links.template get<Tag>();
 }
 
-// The record of one link, or the end of the set's byMetaKey index. The unique set is searched by key, since it holds
-// a key once.
-auto FindLink(const UniqueLinks& links, const UniqueMetaObjectKey& key, const GeometryObject3D& geometry) {
-  const auto& index = Index<byMetaKey>(links);
-  const auto found = index.find(key);
-  return found != index.end() && AreEquivalent(found->geometry, geometry) ? found : index.end();
-}
-
-auto FindLink(const ValidatedLinks& links, const UniqueMetaObjectKey& key, const GeometryObject3D& geometry) {
-  return links.project<byMetaKey>(Index<byLink>(links).find(LinkReference{key, geometry}));
-}
-
 // Erases the records with this key, or geometry object, from the sets chosen. Both ranges are found before the first
 // record goes, because `what` may refer into a record, and nothing is allocated, so that removing cannot fail.
 template <class Tag, class What>
@@ -60,12 +49,19 @@ void EraseAll(UniqueLinks& uniqueLinks, ValidatedLinks& validatedLinks, const Wh
 
 // A path that gets no memory can come out empty without an exception (ExceptionMode). A look-up with such a copy would
 // find another object, so where one is needed for a look-up the operation ends instead.
-template <class Copy, class Original>
-void RequireWhole(const Copy& copy, const Original& original) {
-  if (!(copy == original)) {
+void RequireWhole(const MbPath& copy, const MbPath& original) {
+  if (copy.Count() != original.Count()) {
     throw std::bad_alloc();
   }
 }
+
+void RequireWhole(const GeometryObject3D& copy, const GeometryObject3D& original) {
+  RequireWhole(copy.componentPath, original.componentPath);
+  RequireWhole(copy.secondPath, original.secondPath);
+}
+
+// A key that gets no memory always throws.
+void RequireWhole(const UniqueMetaObjectKey&, const UniqueMetaObjectKey&) {}
 
 template <class Value, class Original>
 Value OwnCopy(const Original& original) {
@@ -119,92 +115,124 @@ void AssignGeometry(Links& links, Position position, const GeometryObject3D& geo
   });
 }
 
-template <class Links, class Position>
-void MoveGeometryInto(Links& links, Position position, GeometryObject3D&& geometry) {
-  Index<byGeometry>(links).modify(
-      position, [&geometry](ProductGeometryObject3D& record) { record.geometry = std::move(geometry); });
-}
+// A key or a geometry object stands in one record at most.
+template <class Links>
+constexpr bool c_holdsOnce = std::is_same_v<Links, UniqueLinks>;
 
-// Changes the records from the first one that is equivalent to `from` to the last. A change moves or erases its record,
-// which leaves the range, and the next one is the first then. With a `to` that is equivalent to `from` no record leaves,
-// and on purpose this does not end.
+// Changes the records that are equivalent to `from`, first to last. A change moves or erases its record, which leaves
+// the range, and the next one is the first then. With a `to` that is equivalent to `from` no record leaves, and on
+// purpose this does not end.
 template <class Links>
 void ReplaceGeometry(Links& links, Sought<GeometryObject3D>& from, const GeometryObject3D& to) {
   const auto& index = Index<byGeometry>(links);
-  do {
-    for (auto next = index.find(from.Get()); next != index.end() && !(from.Get() < next->geometry);) {
-      const auto found = next++;
-      from.KeepBefore(found->geometry);
-      AssignGeometry(links, found, to);
+  auto next = index.find(from.Get());
+  while (next != index.end()) {
+    const auto found = next++;
+    from.KeepBefore(found->geometry);
+    AssignGeometry(links, found, to);
+    if (c_holdsOnce<Links> || next == index.end() || from.Get() < next->geometry) {
+      next = AreEquivalent(from.Get(), to) ? index.find(from.Get()) : index.end();
     }
-  } while (AreEquivalent(from.Get(), to));
+  }
 }
 
 // As ReplaceGeometry; equal keys do not end either.
 template <class Links>
 void ReplaceKey(Links& links, Sought<UniqueMetaObjectKey>& from, const UniqueMetaObjectKey& to) {
   const auto& index = Index<byMetaKey>(links);
-  do {
-    for (auto next = index.find(from.Get()); next != index.end() && next->metaKey == from.Get();) {
-      const auto found = next++;
-      from.KeepBefore(found->metaKey);
-      AssignKey(links, found, to);
+  auto next = index.find(from.Get());
+  while (next != index.end()) {
+    const auto found = next++;
+    from.KeepBefore(found->metaKey);
+    AssignKey(links, found, to);
+    if (c_holdsOnce<Links> || next == index.end() || !(next->metaKey == from.Get())) {
+      next = from.Get() == to ? index.find(from.Get()) : index.end();
     }
-  } while (from.Get() == to);
+  }
 }
 
-// The geometry objects of the links whose component path lies in the branch, in byGeometry order. A list of copies,
-// because the changes that follow move records within the index that is walked here.
 template <class Links>
-std::vector<GeometryObject3D> GeometryInBranch(const Links& links, const ComponentPath& branchOutermostFirst) {
-  std::vector<GeometryObject3D> result;
+using PlaceByGeometry = typename boost::multi_index::index<Links, byGeometry>::type::iterator;
+
+// The links whose component path lies in the branch, in byGeometry order. Listed, because the changes that follow move
+// records within the index that is walked here.
+template <class Links>
+std::vector<PlaceByGeometry<Links>> LinksInBranch(const Links& links, const ComponentPath& branchOutermostFirst) {
+  std::vector<PlaceByGeometry<Links>> result;
   ComponentPath path;
-  for (const ProductGeometryObject3D& record : Index<byGeometry>(links)) {
-    path = record.geometry.componentPath;
-    RequireWhole(path, record.geometry.componentPath);
+  const auto& index = Index<byGeometry>(links);
+  for (auto place = index.begin(); place != index.end(); ++place) {
+    path = place->geometry.componentPath;
+    RequireWhole(path, place->geometry.componentPath);
     path.Reverse();
     if (branchOutermostFirst.IsSubDirectory(path)) {
-      result.push_back(OwnCopy<GeometryObject3D>(record.geometry));
+      result.push_back(place);
     }
   }
   return result;
 }
 
+// Overwrites the outermost elements of a path, which stand last.
+void ReplaceTail(MbPath& path, const MbPath& tail) {
+  Q_ASSERT_CALLER(tail.Count() <= path.Count());
+  std::copy(tail.begin(), tail.end(), path.end() - tail.Count());
+}
+
+// Gives each link of the branch its new path. Where an earlier change put a link in front of it to what it is linked to
+// as well, that one is changed in its place and becomes what it would have become: the first of several is the one that
+// is found, and each is listed once. So a link keeps its geometry object until its own turn.
 template <class Links>
 void MoveBranch(Links& links, const ComponentPath& fromOutermostFirst, const MbPath& to) {
-  const auto& index = Index<byGeometry>(links);
-  for (GeometryObject3D& geometry : GeometryInBranch(links, fromOutermostFirst)) {
-    // Of several links to one geometry object this finds the first that is left; each has an entry in the list.
-    const auto found = index.find(geometry);
-    if (found == index.end()) {  // coverage: never true, since a change takes at most the record of its own entry
-      continue;                  // coverage: the rule for an entry whose record an earlier change dropped or changed
+  auto& index = Index<byGeometry>(links);
+  for (const auto listed : LinksInBranch(links, fromOutermostFirst)) {
+    if (listed == index.begin() || std::prev(listed)->geometry < listed->geometry) {
+      index.modify(listed, [&to](auto& record) { ReplaceTail(record.geometry.componentPath, to); });
+      continue;
     }
-    Q_ASSERT_CALLER(to.Count() <= geometry.componentPath.Count());
-    std::copy(to.begin(), to.end(), geometry.componentPath.end() - to.Count());
-    MoveGeometryInto(links, found, std::move(geometry));
+    GeometryObject3D moved = OwnCopy<GeometryObject3D>(listed->geometry);
+    ReplaceTail(moved.componentPath, to);
+    index.modify(index.find(listed->geometry), [&moved](auto& record) { record.geometry = std::move(moved); });
   }
 }
 
 using KeyMap = std::map<UniqueMetaObjectKey, UniqueMetaObjectKey>;
 
+// Walks the links and the map, which are in the same order, side by side.
 template <class Links>
 void GenerateMissingKeys(const Links& links, KeyMap& newKeys) {
+  auto next = newKeys.begin();
   for (const ProductGeometryObject3D& record : Index<byMetaKey>(links)) {
-    const auto position = newKeys.lower_bound(record.metaKey);
-    if (position == newKeys.end() || record.metaKey < position->first) {
-      newKeys.emplace_hint(position, record.metaKey, UniqueMetaObjectKey::Generate());
+    while (next != newKeys.end() && next->first < record.metaKey) {
+      ++next;
+    }
+    if (next == newKeys.end() || record.metaKey < next->first) {
+      next = newKeys.emplace_hint(next, record.metaKey, UniqueMetaObjectKey::Generate());
     }
   }
 }
 
-// One link for each entry, on purpose also where several carry the old key: the first of them takes the new one.
+// One link for each entry, on purpose also where several carry the old key: the first of them takes the new one. The
+// walk side by side finds what a search for each old key would.
 template <class Links>
 void RenewFirstLinks(Links& links, const KeyMap& newKeys) {
   const auto& index = Index<byMetaKey>(links);
+  auto next = index.begin();
   for (const auto& [oldKey, newKey] : newKeys) {
-    const auto found = index.find(oldKey);
-    if (found != index.end()) {
+    while (next != index.end() && next->metaKey < oldKey) {
+      ++next;
+    }
+    if (next == index.end() || oldKey < next->metaKey) {
+      continue;
+    }
+    // The walk goes on behind the link before, since the changed one may come to stand anywhere behind that.
+    const auto found = next;
+    if (found == index.begin()) {
       AssignKey(links, found, newKey);
+      next = index.begin();
+    } else {
+      --next;
+      AssignKey(links, found, newKey);
+      ++next;
     }
   }
 }
@@ -263,7 +291,13 @@ void ProductGeometryObjects3D::AddLink(const UniqueMetaObjectKey& key, const Geo
   // Moved away above only where the validated set stays as it is.
   // NOLINTNEXTLINE(bugprone-use-after-move)
   if (ChangesValidated(set) && linkValidator(record)) {
-    validatedLinks.insert(validatedLinks.end(), std::move(record));
+    // The hint saves the searches where links come in the order of their keys, as a section holds them. Anywhere else
+    // it costs a comparison in each index.
+    if (validatedLinks.empty() || !(record.metaKey < std::prev(validatedLinks.end())->metaKey)) {
+      validatedLinks.insert(validatedLinks.end(), std::move(record));
+    } else {
+      validatedLinks.insert(std::move(record));
+    }
   }
 }
 
@@ -287,13 +321,17 @@ void ProductGeometryObjects3D::RemoveGeometryObjectLinks(const GeometryObject3D&
 void ProductGeometryObjects3D::RemoveLink(const GeometryObject3D& geometry, const UniqueMetaObjectKey& key,
                                           LinkSet set) {
   // Found in both sets before anything is erased, because the arguments may refer into the record that goes first.
-  const auto inUnique = ChangesUnique(set) ? FindLink(uniqueLinks, key, geometry) : uniqueLinks.end();
-  const auto inValidated = ChangesValidated(set) ? FindLink(validatedLinks, key, geometry) : validatedLinks.end();
-  if (inUnique != uniqueLinks.end()) {
-    uniqueLinks.erase(inUnique);
+  auto& uniqueIndex = Index<byMetaKey>(uniqueLinks);
+  auto& validatedIndex = Index<byLink>(validatedLinks);
+  const auto inUnique = ChangesUnique(set) ? uniqueIndex.find(key) : uniqueIndex.end();
+  const auto inValidated =
+      ChangesValidated(set) ? validatedIndex.find(LinkReference{key, geometry}) : validatedIndex.end();
+  // The unique set is searched by key, since it holds a key once.
+  if (inUnique != uniqueIndex.end() && AreEquivalent(inUnique->geometry, geometry)) {
+    uniqueIndex.erase(inUnique);
   }
-  if (inValidated != validatedLinks.end()) {
-    validatedLinks.erase(inValidated);
+  if (inValidated != validatedIndex.end()) {
+    validatedIndex.erase(inValidated);
   }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+
 #include <qKernel/Export.h>
 #include <qKernel/MbPath.h>
 
@@ -13,5 +15,7 @@ class QKERNEL_API ComponentPath : public MbPath {
 
   /// True when `path` lies in the branch that this path names: this path is a beginning of it. Both are given with
   /// the outermost component FIRST. A path lies in its own branch, and every path in that of the empty one.
-  bool IsSubDirectory(const MbPath& path) const noexcept;
+  bool IsSubDirectory(const MbPath& path) const noexcept {
+    return Count() <= path.Count() && std::equal(begin(), end(), path.begin());
+  }
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -50,9 +51,9 @@ class QKERNEL_API MbPath {
   Element operator[](std::size_t position) const noexcept { return begin()[position]; }
   Element& operator[](std::size_t position) noexcept { return begin()[position]; }
 
-  const Element* begin() const noexcept { return IsInside() ? inside : Block() + 1; }
+  const Element* begin() const noexcept { return IsInside() ? inside.data() : Block() + 1; }
   const Element* end() const noexcept { return begin() + Count(); }
-  Element* begin() noexcept { return IsInside() ? inside : Block() + 1; }
+  Element* begin() noexcept { return IsInside() ? inside.data() : Block() + 1; }
   Element* end() noexcept { return begin() + Count(); }
 
   void Clear() noexcept { SetCount(0); }
@@ -118,7 +119,7 @@ class QKERNEL_API MbPath {
   // All of it, since a fixed length is copied faster than the right one.
   void TakeInside(const MbPath& other) noexcept {
     countAndPlace = other.countAndPlace;
-    std::copy(other.inside, other.inside + c_inlineCount, inside);
+    inside = other.inside;
   }
   void Release() noexcept {
     if (!IsInside()) {
@@ -137,13 +138,13 @@ class QKERNEL_API MbPath {
   // Storage outside: how many elements there is room for, then the elements.
   Element* Block() const noexcept {
     Element* block;
-    std::memcpy(&block, inside, sizeof(block));
+    std::memcpy(&block, inside.data(), sizeof(block));
     return block;
   }
-  void SetBlock(Element* block) noexcept { std::memcpy(inside, &block, sizeof(block)); }
+  void SetBlock(Element* block) noexcept { std::memcpy(inside.data(), &block, sizeof(block)); }
 
   std::uint32_t countAndPlace = 0;
   // The elements or, in the bytes of the first two, where the storage outside is: a pointer as a member would make the
   // object longer by its alignment.
-  Element inside[c_inlineCount];
+  std::array<Element, c_inlineCount> inside;
 };

@@ -2,8 +2,6 @@
 
 #include <cstdint>
 
-#include <qSys/Export.h>
-
 /// The first math version whose streams carry 32-bit values; the streams before it are 16-bit.
 inline constexpr std::uint32_t c_firstMathVersion32bit = 0x04000000;
 /// The first math version whose streams carry 64-bit counts.
@@ -23,8 +21,12 @@ struct StreamVersions {
 };
 
 /// True when a stream of this math version carries nothing wider than 16 bits.
-QSYS_API bool IsVersion16bit(unsigned int mathVersion) noexcept;
+constexpr bool IsVersion16bit(unsigned int mathVersion) noexcept {
+  return mathVersion < c_firstMathVersion32bit;
+}
 
 /// True when a stream of this math version carries its counts in 64 bits. Never true together with
 /// IsVersion16bit; where both are false the counts have 32 bits.
-QSYS_API bool IsVersion64bit(unsigned int mathVersion) noexcept;
+constexpr bool IsVersion64bit(unsigned int mathVersion) noexcept {
+  return mathVersion >= c_firstMathVersion64bit;
+}

@@ -81,8 +81,8 @@ TEST(ReplaceComponentPath, ThatGetsNoMemoryForACopyOfAPathEndsAndChangesNothing)
   const MbPath from{8, 7, 6, 5, 4, 3, 2, 1};
   const MbPath to{18, 17, 16, 15, 14, 13, 12, 11};
   const Links links{{Key("d"), c_deep}, {Key("r"), c_ofRoot}, {Key("s"), c_other}};
-  // Both paths, the path of a link, the list of what lies in the branch, and the path in it.
-  for (std::size_t nth = 1; nth <= 5; ++nth) {
+  // Both paths, the path of a link, and the list of what lies in the branch.
+  for (std::size_t nth = 1; nth <= 4; ++nth) {
     SCOPED_TRACE(nth);
     const Store store = MakeStore(links);
     {
@@ -93,4 +93,17 @@ TEST(ReplaceComponentPath, ThatGetsNoMemoryForACopyOfAPathEndsAndChangesNothing)
     EXPECT_EQ(UniqueContents(store), links);
     EXPECT_EQ(ValidatedContents(store), links);
   }
+}
+
+TEST(ReplaceComponentPath, ThatGetsNoMemoryForTheSecondPathThatAMovedLinkTakesEndsAndKeepsTheMovesBefore) {
+  // The link to {1} becomes one to {2} and stays before the other, in whose turn it takes that one's second path.
+  const MbPath longPath{8, 7, 6, 5, 4, 3, 2, 1};
+  const Links links{{Key("a"), Solid({1}, "n", {10})}, {Key("b"), Solid({2}, "n", longPath)}};
+  const Store store = MakeStore(links, LinkSet::Validated);
+  {
+    const ExceptionModeOff off;
+    const FailingAllocations failing(3, FailingAllocations::Refusal::once);  // the first two are for the list
+    EXPECT_THROW(store->ReplaceComponentPath({}, {2}), std::bad_alloc);
+  }
+  EXPECT_EQ(ValidatedContents(store), (Links{{Key("a"), Solid({2}, "n", {10})}, links[1]}));
 }

@@ -29,6 +29,14 @@ TEST(ReplaceGeometryObject, WhereNoLinkHoldsTheOldObjectChangesNothing) {
   EXPECT_NO_THROW(MakeStore()->ReplaceGeometryObject(c_solid1, c_solid2));
 }
 
+TEST(ReplaceGeometryObject, ByAnEquivalentOneEndsWhereNoLinkHoldsIt) {
+  const Links links{{Key("a"), c_solid1}};
+  const Store store = MakeStore(links);
+  store->ReplaceGeometryObject(c_solid2, EquivalentTo(c_solid2));
+  EXPECT_EQ(UniqueContents(store), links);
+  EXPECT_EQ(ValidatedContents(store), links);
+}
+
 TEST(ReplaceGeometryObject, FindsTheOldObjectByItsOrderAndStoresTheNewOneWhole) {
   const Store store = MakeStore({{Key("a"), EquivalentTo(c_solid1)}});
   store->ReplaceGeometryObject(c_solid1, EquivalentTo(c_solid2));
@@ -94,6 +102,14 @@ TEST(ReplaceGeometryObject, MovesTheLinksOfTheOldObjectOneAfterTheOtherTheLastOf
   const Store store = MakeStore({{Key("p"), c_solid1}, {Key("q"), c_solid1}, {Key("z"), c_solid2}}, LinkSet::Validated);
   store->ReplaceGeometryObject(c_solid1, c_solid2);
   EXPECT_EQ(store->GetMetaObjectKeys(c_solid2), (Keys{Key("q"), Key("z"), Key("p")}));
+}
+
+TEST(ReplaceMetaObjectKey, ByTheSameKeyEndsWhereNoLinkHoldsIt) {
+  const Links links{{Key("a"), c_solid1}};
+  const Store store = MakeStore(links);
+  store->ReplaceMetaObjectKey(Key("b"), Key("b"), LinkSet::Both);
+  EXPECT_EQ(UniqueContents(store), links);
+  EXPECT_EQ(ValidatedContents(store), links);
 }
 
 TEST(ReplaceMetaObjectKey, WorksOnTheSetsThatTheLinkSetValueChooses) {

@@ -432,17 +432,21 @@ void NaiveStore::ReplaceComponentPath(const NaivePath& from, const NaivePath& to
     }
   }
   for (NaiveSet* set : Changed(0)) {
-    NaiveGeometries selected;
+    NaiveLinks selected;
     for (const NaiveLink& link : set->ByGeometry()) {
       if (IsInBranch(link.geometry.componentPath, from)) {
         memory.Ask();
-        selected.push_back(WholeCopy(link.geometry));
+        selected.push_back(link);
       }
     }
-    for (const NaiveGeometry& geometry : selected) {
-      const std::optional<NaiveLink> found = set->FirstOfGeometry(geometry);
+    for (const NaiveLink& link : selected) {
+      const std::optional<NaiveLink> found = set->FirstOfGeometry(link.geometry);
       if (found) {
-        NaiveLink moved{found->key, geometry};
+        NaiveLink moved{found->key, link.geometry};
+        if (found->key != link.key) {
+          // It takes the geometry object of another link, which keeps it.
+          moved.geometry = WholeCopy(link.geometry);
+        }
         NaivePath& path = moved.geometry.componentPath;
         std::copy(to.begin(), to.end(), path.end() - static_cast<std::ptrdiff_t>(to.size()));
         set->Change(*found, moved);
