@@ -121,12 +121,12 @@ class QPRODDATA3D_API IProductGeometryObjects3D : public IProductGeometryObjects
 
   /// Links everything that is linked to `from` to a copy of `to` instead, in both sets; the validator is not asked.
   /// A changed link that meets one with the same geometry object (unique set) or the same pair (validated set) is
-  /// dropped. `from` and `to` must not be equivalent: the call would not end.
+  /// dropped. `from` and `to` must not be equivalent: where a link holds `from`, the call would not end.
   virtual void ReplaceGeometryObject(const GeometryObject3D& from, const GeometryObject3D& to) = 0;
 
   /// Gives every link with key `from` the key `to`; the validator is not asked. A changed link that meets one with
-  /// the same key (unique set) or the same pair (validated set) is dropped. The keys must differ: the call would not
-  /// end.
+  /// the same key (unique set) or the same pair (validated set) is dropped. The keys must differ: where a link holds
+  /// `from`, the call would not end.
   virtual void ReplaceMetaObjectKey(const UniqueMetaObjectKey& from, const UniqueMetaObjectKey& to, LinkSet set) = 0;
 
   /// Moves the links of a branch of the component tree, in both sets: where a geometry object's component path lies
