@@ -1,3 +1,8 @@
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+
 #include <gtest/gtest.h>
 
 #include "tests/support/Links.h"
@@ -8,6 +13,17 @@ const GeometryObject3D c_solid1 = Solid({1}, "n");
 const GeometryObject3D c_solid2 = Solid({2}, "n");
 const GeometryObject3D c_solid3 = Solid({3}, "n");
 const GeometryObject3D c_solid4 = Solid({4}, "n");
+
+// Does the call in a process of its own, and ends that after 50 ms.
+template <class Call>
+void ExpectNoEnd(const Call& call) {
+  const auto doInTime = [&call] {
+    ualarm(50000, 0);
+    call();
+    std::exit(0);
+  };
+  EXPECT_EXIT(doInTime(), testing::KilledBySignal(SIGALRM), "");
+}
 
 }  // namespace
 
@@ -35,6 +51,13 @@ TEST(ReplaceGeometryObject, ByAnEquivalentOneEndsWhereNoLinkHoldsIt) {
   store->ReplaceGeometryObject(c_solid2, EquivalentTo(c_solid2));
   EXPECT_EQ(UniqueContents(store), links);
   EXPECT_EQ(ValidatedContents(store), links);
+}
+
+TEST(ReplaceGeometryObjectDeathTest, ByAnEquivalentOneDoesNotEndWhereALinkHoldsIt) {
+  for (const LinkSet set : {LinkSet::Unique, LinkSet::Validated}) {
+    const Store store = MakeStore({{Key("a"), c_solid1}}, set);
+    ExpectNoEnd([&store] { store->ReplaceGeometryObject(c_solid1, EquivalentTo(c_solid1)); });
+  }
 }
 
 TEST(ReplaceGeometryObject, FindsTheOldObjectByItsOrderAndStoresTheNewOneWhole) {
@@ -110,6 +133,13 @@ TEST(ReplaceMetaObjectKey, ByTheSameKeyEndsWhereNoLinkHoldsIt) {
   store->ReplaceMetaObjectKey(Key("b"), Key("b"), LinkSet::Both);
   EXPECT_EQ(UniqueContents(store), links);
   EXPECT_EQ(ValidatedContents(store), links);
+}
+
+TEST(ReplaceMetaObjectKeyDeathTest, ByTheSameKeyDoesNotEndWhereALinkHoldsIt) {
+  for (const LinkSet set : {LinkSet::Unique, LinkSet::Validated}) {
+    const Store store = MakeStore({{Key("a"), c_solid1}}, set);
+    ExpectNoEnd([&store, set] { store->ReplaceMetaObjectKey(Key("a"), Key("a"), set); });
+  }
 }
 
 TEST(ReplaceMetaObjectKey, WorksOnTheSetsThatTheLinkSetValueChooses) {
