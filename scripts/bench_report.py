@@ -69,27 +69,31 @@ class Timing:
 
 
 def read_timings(folder):
-    """Case to workload to contender to Timing, and the context of the runs."""
-    timings, context = {}, {}
+    """Case to workload to contender to Timing, and the context of the runs. Of a case that several programs measured,
+    the repetitions of all of them are taken together."""
+    repetitions, context = {}, {}
     for path in sorted(folder.glob("*.json")):
         content = json.loads(path.read_text())
         if not isinstance(content, dict) or "benchmarks" not in content:
             continue
         context = content["context"]
         case = Case(context["mode"], context["shape"], context["keys"], int(context["size"]))
-        runs = {}
+        of_case = repetitions.setdefault(case, {})
         for run in content["benchmarks"]:
             if run["run_type"] == "iteration":
                 workload, rest = run["name"].split("|")
-                runs.setdefault((workload, rest.split("/")[0]), []).append(1e9 / run["items_per_second"])
-        of_case = timings.setdefault(case, {})
-        for (workload, contender), values in runs.items():
-            variation = statistics.stdev(values) / statistics.mean(values) if len(values) > 1 else 0
-            of_case.setdefault(workload, {})[contender] = Timing(statistics.median(values), variation, len(values))
-    # The order of the file is that of the run, which is random.
-    for case, workloads in timings.items():
-        timings[case] = dict(sorted(workloads.items(), key=lambda item: place_of(item[0])))
+                values = of_case.setdefault(workload, {}).setdefault(rest.split("/")[0], [])
+                values.append(1e9 / run["items_per_second"])
+    # The order of the files is that of the runs, which is random.
+    timings = {case: {workload: {contender: timing_of(values) for contender, values in contenders.items()}
+                      for workload, contenders in sorted(workloads.items(), key=lambda item: place_of(item[0]))}
+               for case, workloads in repetitions.items()}
     return timings, context
+
+
+def timing_of(values):
+    variation = statistics.stdev(values) / statistics.mean(values) if len(values) > 1 else 0
+    return Timing(statistics.median(values), variation, len(values))
 
 
 def place_of(workload):
