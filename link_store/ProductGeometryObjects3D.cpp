@@ -120,18 +120,21 @@ template <class Links>
 constexpr bool c_holdsOnce = std::is_same_v<Links, UniqueLinks>;
 
 // Changes the records that are equivalent to `from`, first to last. A change moves or erases its record, which leaves
-// the range, and the next one is the first then. With a `to` that is equivalent to `from` no record leaves, and on
-// purpose this does not end.
+// the range, and the next one is the first then. With a `to` that is equivalent to `from` the same record is found
+// again each time, and on purpose this does not end.
 template <class Links>
 void ReplaceGeometry(Links& links, Sought<GeometryObject3D>& from, const GeometryObject3D& to) {
   const auto& index = Index<byGeometry>(links);
   auto next = index.find(from.Get());
+  const bool isFoundAgain = next != index.end() && AreEquivalent(from.Get(), to);
   while (next != index.end()) {
     const auto found = next++;
     from.KeepBefore(found->geometry);
     AssignGeometry(links, found, to);
-    if (c_holdsOnce<Links> || next == index.end() || from.Get() < next->geometry) {
-      next = AreEquivalent(from.Get(), to) ? index.find(from.Get()) : index.end();
+    if (isFoundAgain) {
+      next = index.find(from.Get());
+    } else if (c_holdsOnce<Links> || next == index.end() || from.Get() < next->geometry) {
+      return;
     }
   }
 }
@@ -141,12 +144,15 @@ template <class Links>
 void ReplaceKey(Links& links, Sought<UniqueMetaObjectKey>& from, const UniqueMetaObjectKey& to) {
   const auto& index = Index<byMetaKey>(links);
   auto next = index.find(from.Get());
+  const bool isFoundAgain = from.Get() == to;
   while (next != index.end()) {
     const auto found = next++;
     from.KeepBefore(found->metaKey);
     AssignKey(links, found, to);
-    if (c_holdsOnce<Links> || next == index.end() || !(next->metaKey == from.Get())) {
-      next = from.Get() == to ? index.find(from.Get()) : index.end();
+    if (isFoundAgain) {
+      next = index.find(from.Get());
+    } else if (c_holdsOnce<Links> || next == index.end() || !(next->metaKey == from.Get())) {
+      return;
     }
   }
 }
@@ -178,9 +184,9 @@ void ReplaceTail(MbPath& path, const MbPath& tail) {
   std::copy(tail.begin(), tail.end(), path.end() - tail.Count());
 }
 
-// Gives each link of the branch its new path. Where an earlier change put a link in front of it to what it is linked to
-// as well, that one is changed in its place and becomes what it would have become: the first of several is the one that
-// is found, and each is listed once. So a link keeps its geometry object until its own turn.
+// Gives each link of the branch its new path. If an equivalent link stands in front, which an earlier change brought
+// there, the first of them is changed in its stead, as a search would find it, and takes its geometry object. No link
+// is touched before its own turn, so the places stay good.
 template <class Links>
 void MoveBranch(Links& links, const ComponentPath& fromOutermostFirst, const MbPath& to) {
   auto& index = Index<byGeometry>(links);
@@ -224,7 +230,8 @@ void RenewFirstLinks(Links& links, const KeyMap& newKeys) {
     if (next == index.end() || oldKey < next->metaKey) {
       continue;
     }
-    // The walk goes on behind the link before, since the changed one may come to stand anywhere behind that.
+    // The walk goes on from the link before, which does not change. The changed one may stand anywhere then, or be
+    // gone.
     const auto found = next;
     if (found == index.begin()) {
       AssignKey(links, found, newKey);
@@ -291,8 +298,8 @@ void ProductGeometryObjects3D::AddLink(const UniqueMetaObjectKey& key, const Geo
   // Moved away above only where the validated set stays as it is.
   // NOLINTNEXTLINE(bugprone-use-after-move)
   if (ChangesValidated(set) && linkValidator(record)) {
-    // The hint saves the searches where links come in the order of their keys, as a section holds them. Anywhere else
-    // it costs a comparison in each index.
+    // Where links come in the order of their keys, as a section holds them, the hint saves the searches by key and by
+    // link. Anywhere else it costs a comparison in each index.
     if (validatedLinks.empty() || !(record.metaKey < std::prev(validatedLinks.end())->metaKey)) {
       validatedLinks.insert(validatedLinks.end(), std::move(record));
     } else {
@@ -320,13 +327,13 @@ void ProductGeometryObjects3D::RemoveGeometryObjectLinks(const GeometryObject3D&
 
 void ProductGeometryObjects3D::RemoveLink(const GeometryObject3D& geometry, const UniqueMetaObjectKey& key,
                                           LinkSet set) {
-  // Found in both sets before anything is erased, because the arguments may refer into the record that goes first.
+  // Found in both sets before anything is erased, because the arguments may refer into the record that goes first. The
+  // unique set is searched by key, since it holds a key once.
   auto& uniqueIndex = Index<byMetaKey>(uniqueLinks);
   auto& validatedIndex = Index<byLink>(validatedLinks);
   const auto inUnique = ChangesUnique(set) ? uniqueIndex.find(key) : uniqueIndex.end();
   const auto inValidated =
       ChangesValidated(set) ? validatedIndex.find(LinkReference{key, geometry}) : validatedIndex.end();
-  // The unique set is searched by key, since it holds a key once.
   if (inUnique != uniqueIndex.end() && AreEquivalent(inUnique->geometry, geometry)) {
     uniqueIndex.erase(inUnique);
   }

@@ -131,7 +131,9 @@ class QPRODDATA3D_API IProductGeometryObjects3D : public IProductGeometryObjects
 
   /// Moves the links of a branch of the component tree, in both sets: where a geometry object's component path lies
   /// in the branch `from` (ComponentPath::IsSubDirectory), its last n elements become those of `to`, n being the
-  /// number of elements of `to`; the path keeps its length. A changed link that meets another is dropped as in
+  /// number of elements of `to`; the path keeps its length. Links are changed in the order of geometry objects, each by
+  /// a search for its object: one that an earlier change put first among equivalent ones is changed again in their
+  /// stead, and takes that object's second path. A changed link that meets another is dropped as in
   /// ReplaceGeometryObject. Equal paths change nothing. `to` must not be longer than a path in the branch.
   virtual void ReplaceComponentPath(const MbPath& from, const MbPath& to) = 0;
 

@@ -189,3 +189,18 @@ TEST(Queries, ThatGetNoMemoryLeaveTheStoreAsItWas) {
   EXPECT_EQ(UniqueContents(store), unique);
   EXPECT_EQ(ValidatedContents(store), validated);
 }
+
+TEST(ReplaceMetaObjectKey, ByTheSameKeyFindsTheSameLinkAgainSoThatThisIsTheOneThatAFailureDrops) {
+  const UniqueMetaObjectKey key = Key("a key of more than fifteen bytes");
+  const Store store = MakeStore({{key, Solid({1}, "n")}, {key, Solid({2}, "n")}}, LinkSet::Validated);
+  ExpectNoMemoryAt(2, [&] { store->ReplaceMetaObjectKey(key, key, LinkSet::Validated); });
+  EXPECT_EQ(ValidatedContents(store), (Links{{key, Solid({2}, "n")}}));
+}
+
+TEST(ReplaceGeometryObject, ByAnEquivalentOneFindsTheSameLinkAgainSoThatThisIsTheOneThatAFailureDrops) {
+  const GeometryObject3D geometry = Solid({1}, "a name of more than fifteen bytes");
+  const Store store = MakeStore({{Key("a"), geometry}, {Key("b"), geometry}}, LinkSet::Validated);
+  const GeometryObject3D equivalent = EquivalentTo(geometry);
+  ExpectNoMemoryAt(2, [&] { store->ReplaceGeometryObject(geometry, equivalent); });
+  EXPECT_EQ(ValidatedContents(store), (Links{{Key("b"), geometry}}));
+}

@@ -7,14 +7,14 @@
 
 #include "tests/support/Links.h"
 
-// Every block of this program comes filled with one byte, so that whoever reads what nobody wrote takes wild elements
-// for a path, and the program ends.
+// Every block of this program comes filled with one byte, so that whoever reads what nobody wrote takes it for a path
+// or a key whose content is at a wild address, and the program ends.
 
 namespace {
 
-constexpr unsigned char c_fill = 0xA5;
+constexpr unsigned char c_fill = 0xFF;
 /// As an object type of unwritten memory reads.
-constexpr std::uint32_t c_filledType = 0xA5A5A5A5;
+constexpr std::uint32_t c_filledType = 0xFFFFFFFF;
 
 const GeometryObject3D c_unlinked(c_filledType, ComponentPath({1}), MbPath(), MbName("n"));
 
@@ -61,4 +61,20 @@ TEST(ASearch, ForAGeometryObjectThatIsNotLinkedReadsNoRecord) {
     EXPECT_EQ(UniqueContents(store), links);
     EXPECT_EQ(ValidatedContents(store), links);
   }
+}
+
+TEST(AReplacement, OfTheLastKeyReadsNoRecordBehind) {
+  const Store store = MakeStore({{Key("a"), Solid({1}, "n")}, {Key("k"), Solid({2}, "n")}});
+  store->ReplaceMetaObjectKey(Key("k"), Key("b"), LinkSet::Both);
+  const Links replaced{{Key("a"), Solid({1}, "n")}, {Key("b"), Solid({2}, "n")}};
+  EXPECT_EQ(UniqueContents(store), replaced);
+  EXPECT_EQ(ValidatedContents(store), replaced);
+}
+
+TEST(AReplacement, OfTheLastGeometryObjectReadsNoRecordBehind) {
+  const Store store = MakeStore({{Key("a"), Solid({1}, "n")}, {Key("k"), c_unlinked}});
+  store->ReplaceGeometryObject(c_unlinked, Solid({2}, "n"));
+  const Links replaced{{Key("a"), Solid({1}, "n")}, {Key("k"), Solid({2}, "n")}};
+  EXPECT_EQ(UniqueContents(store), replaced);
+  EXPECT_EQ(ValidatedContents(store), replaced);
 }
