@@ -92,7 +92,7 @@ void StreamBench::Compare() const {
     Library library;
     MemoryReader libraryIn(section->bytes);
     ReadMetaObjectsLinks(libraryIn, library.Store(), metaData);
-    FloorInStandardMemory floor;
+    Floor floor;
     MemoryReader floorIn(section->bytes);
     ReadByFloor(floorIn, floor, metaData);
     if (ContentOf(library) != expected) {
@@ -150,7 +150,7 @@ std::vector<Job> StreamBench::Jobs() {
     });
     jobs.back().before = [library] { library->emplace(); };
     jobs.back().after = [library] { library->reset(); };
-    const auto floor = std::make_shared<std::optional<FloorInStandardMemory>>();
+    const auto floor = std::make_shared<std::optional<Floor>>();
     add(name, "floor", [&given, floor, metaData] {
       MemoryReader in(given.bytes);
       ReadByFloor(in, **floor, metaData);

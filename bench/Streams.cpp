@@ -68,14 +68,13 @@ void ReadSet(reader& in, const Take& take) {
   }
 }
 
-using TemporaryLinks = InStandardMemory<ValidatedLinks>::Type;
 using LinkGroup = std::vector<const Link*>;
 
-void AddUnique(FloorInStandardMemory& store, const Link& link) {
+void AddUnique(Floor& store, const Link& link) {
   store.AddLink<LinkSet::Unique>(link.metaKey, link.geometry);
 }
 
-bool Qualifies(const Key& key, const IfMetaProductData& metaData, const FloorInStandardMemory& store) {
+bool Qualifies(const Key& key, const IfMetaProductData& metaData, const Floor& store) {
   if (!metaData.HasMetaObject(key)) {
     return false;
   }
@@ -84,7 +83,7 @@ bool Qualifies(const Key& key, const IfMetaProductData& metaData, const FloorInS
 }
 
 // Of several links to one geometry object the last that qualifies is added, failing that the first.
-void AddOneOf(FloorInStandardMemory& store, LinkGroup& group, const IfMetaProductData& metaData) {
+void AddOneOf(Floor& store, LinkGroup& group, const IfMetaProductData& metaData) {
   if (group.empty()) {
     return;
   }
@@ -99,7 +98,7 @@ void AddOneOf(FloorInStandardMemory& store, LinkGroup& group, const IfMetaProduc
   group.clear();
 }
 
-void AddRepaired(FloorInStandardMemory& store, const TemporaryLinks& links, const IfMetaProductData& metaData) {
+void AddRepaired(Floor& store, const ValidatedLinks& links, const IfMetaProductData& metaData) {
   const auto& index = links.get<byGeometry>();
   for (const Link& link : index) {
     if (link.geometry.objectType == Geometry::c_assemblyComponent) {
@@ -166,9 +165,9 @@ void ReadByCalls(reader& in) {
   ReadSet(in, drop);
 }
 
-void ReadByFloor(reader& in, FloorInStandardMemory& store, const IfMetaProductData* metaData) {
-  TemporaryLinks first;
-  TemporaryLinks second;
+void ReadByFloor(reader& in, Floor& store, const IfMetaProductData* metaData) {
+  ValidatedLinks first;
+  ValidatedLinks second;
   ReadSet(in, [&first](Link&& link) { first.insert(std::move(link)); });
   ReadSet(in, [&second](Link&& link) { second.insert(std::move(link)); });
   if (metaData == nullptr) {

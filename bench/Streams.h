@@ -38,6 +38,6 @@ void WriteByCalls(writer& out, const std::vector<Link>& uniqueLinks, const std::
 void ReadByCalls(reader& in);
 
 /// Reads a section as ReadMetaObjectsLinks does, into the floor's containers by the fewest steps.
-void ReadByFloor(reader& in, FloorInStandardMemory& store, const IfMetaProductData* metaData);
+void ReadByFloor(reader& in, Floor& store, const IfMetaProductData* metaData);
 
 }  // namespace bench

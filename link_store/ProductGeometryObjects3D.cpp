@@ -5,6 +5,7 @@
 #include <iterator>
 #include <new>
 #include <optional>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -45,6 +46,20 @@ void EraseAll(UniqueLinks& uniqueLinks, ValidatedLinks& validatedLinks, const Wh
       ChangesValidated(set) ? validatedIndex.equal_range(what) : std::pair(validatedIndex.end(), validatedIndex.end());
   uniqueIndex.erase(uniqueRange.first, uniqueRange.second);
   validatedIndex.erase(validatedRange.first, validatedRange.second);
+}
+
+// The links with this key, or geometry object: the first, the one behind the last, and how many. The end is walked to
+// and not searched for: most have few links, and what has none costs one search.
+template <class OrderedIndex, class What>
+auto RangeOf(const OrderedIndex& index, const What& what) {
+  const auto first = index.lower_bound(what);
+  auto end = first;
+  std::size_t count = 0;
+  while (end != index.end() && !index.key_comp()(what, index.key_extractor()(*end))) {
+    ++end;
+    ++count;
+  }
+  return std::tuple(first, end, count);
 }
 
 // A path that gets no memory can come out empty without an exception (ExceptionMode). A look-up with such a copy would
@@ -377,11 +392,10 @@ const UniqueMetaObjectKey& ProductGeometryObjects3D::GetMetaObjectKey(const Geom
 }
 
 std::vector<UniqueMetaObjectKey> ProductGeometryObjects3D::GetMetaObjectKeys(const GeometryObject3D& geometry) const {
-  const auto& index = Index<byGeometry>(validatedLinks);
-  const auto [first, last] = index.equal_range(geometry);
+  const auto [first, end, count] = RangeOf(Index<byGeometry>(validatedLinks), geometry);
   std::vector<UniqueMetaObjectKey> result;
-  result.reserve(static_cast<std::size_t>(std::distance(first, last)));
-  for (auto record = first; record != last; ++record) {
+  result.reserve(count);
+  for (auto record = first; record != end; ++record) {
     result.push_back(record->metaKey);
   }
   return result;
@@ -390,17 +404,18 @@ std::vector<UniqueMetaObjectKey> ProductGeometryObjects3D::GetMetaObjectKeys(con
 std::vector<GeometryObject3D> ProductGeometryObjects3D::GetGeometryObjects(const UniqueMetaObjectKey& key,
                                                                            LinkSet set) const {
   std::vector<GeometryObject3D> result;
-  const auto copyAll = [&result, &key](const auto& index) {
-    const auto [first, last] = index.equal_range(key);
-    result.reserve(static_cast<std::size_t>(std::distance(first, last)));
-    for (auto record = first; record != last; ++record) {
-      result.push_back(record->geometry);
-    }
-  };
   if (ReadsUnique(set)) {
-    copyAll(Index<byMetaKey>(uniqueLinks));
-  } else {
-    copyAll(Index<byMetaKey>(validatedLinks));
+    const auto& index = Index<byMetaKey>(uniqueLinks);
+    const auto found = index.find(key);
+    if (found != index.end()) {
+      result.push_back(found->geometry);
+    }
+    return result;
+  }
+  const auto [first, end, count] = RangeOf(Index<byMetaKey>(validatedLinks), key);
+  result.reserve(count);
+  for (auto record = first; record != end; ++record) {
+    result.push_back(record->geometry);
   }
   return result;
 }

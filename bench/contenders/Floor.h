@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <memory>
 #include <utility>
 #include <vector>
 
@@ -11,20 +10,11 @@
 
 namespace bench {
 
-/// A container type with the standard allocator in place of whatever it has.
-template <class Links>
-struct InStandardMemory;
-template <class Value, class Indices, class Allocator>
-struct InStandardMemory<boost::multi_index_container<Value, Indices, Allocator>> {
-  using Type = boost::multi_index_container<Value, Indices, std::allocator<Value>>;
-};
-
 /// The store's own containers, driven directly by the fewest steps that give the same result: what the library could
 /// reach at best. Keeps every rule. Leaves out what makes the store safe to call: arguments that refer into it, copies
 /// that lose their path for lack of memory, values of LinkSet without a name, and branches of ReplaceComponentPath
 /// that overlap.
-template <class UniqueContainer, class ValidatedContainer>
-class FloorOf {
+class Floor {
  public:
   static constexpr std::string_view c_name = "floor";
   static constexpr bool c_keepsOrder = true;
@@ -36,7 +26,7 @@ class FloorOf {
   template <LinkSet set>
   void AddLink(const Key& key, const Geometry& geometry) {
     if constexpr (ChangesUnique(set)) {
-      auto& index = uniqueLinks.template get<byGeometry>();
+      auto& index = uniqueLinks.get<byGeometry>();
       auto position = index.lower_bound(geometry);
       if (position != index.end() && !(geometry < position->geometry)) {
         position = index.erase(position);
@@ -54,11 +44,11 @@ class FloorOf {
   template <LinkSet set>
   bool HasLink(const Key& key, const Geometry& geometry) const {
     if constexpr (set == LinkSet::Unique) {
-      const auto found = uniqueLinks.template get<byMetaKey>().find(key);
-      return found != uniqueLinks.template get<byMetaKey>().end() && found->geometry == geometry;
+      const auto found = uniqueLinks.get<byMetaKey>().find(key);
+      return found != uniqueLinks.get<byMetaKey>().end() && found->geometry == geometry;
     } else {
-      const auto found = validatedLinks.template get<byLink>().find(LinkReference{key, geometry});
-      return found != validatedLinks.template get<byLink>().end() && found->geometry == geometry;
+      const auto found = validatedLinks.get<byLink>().find(LinkReference{key, geometry});
+      return found != validatedLinks.get<byLink>().end() && found->geometry == geometry;
     }
   }
 
@@ -70,10 +60,15 @@ class FloorOf {
   }
 
   std::vector<Key> GetMetaObjectKeys(const Geometry& geometry) const {
-    const auto [first, last] = validatedLinks.template get<byGeometry>().equal_range(geometry);
+    const auto& index = validatedLinks.get<byGeometry>();
+    const auto first = index.lower_bound(geometry);
+    std::size_t count = 0;
+    for (auto link = first; link != index.end() && !(geometry < link->geometry); ++link) {
+      ++count;
+    }
     std::vector<Key> result;
-    result.reserve(static_cast<std::size_t>(std::distance(first, last)));
-    for (auto link = first; link != last; ++link) {
+    result.reserve(count);
+    for (auto link = first; result.size() < count; ++link) {
       result.push_back(link->metaKey);
     }
     return result;
@@ -81,11 +76,23 @@ class FloorOf {
 
   template <LinkSet set>
   std::vector<Geometry> GetGeometryObjects(const Key& key) const {
-    const auto [first, last] = Links<set>().template get<byMetaKey>().equal_range(key);
+    const auto& index = Links<set>().template get<byMetaKey>();
     std::vector<Geometry> result;
-    result.reserve(static_cast<std::size_t>(std::distance(first, last)));
-    for (auto link = first; link != last; ++link) {
-      result.push_back(link->geometry);
+    if constexpr (set == LinkSet::Unique) {
+      const auto found = index.find(key);
+      if (found != index.end()) {
+        result.push_back(found->geometry);
+      }
+    } else {
+      const auto first = index.lower_bound(key);
+      std::size_t count = 0;
+      for (auto link = first; link != index.end() && link->metaKey == key; ++link) {
+        ++count;
+      }
+      result.reserve(count);
+      for (auto link = first; result.size() < count; ++link) {
+        result.push_back(link->geometry);
+      }
     }
     return result;
   }
@@ -93,14 +100,14 @@ class FloorOf {
   template <LinkSet set>
   void RemoveLink(const Geometry& geometry, const Key& key) {
     if constexpr (ChangesUnique(set)) {
-      auto& index = uniqueLinks.template get<byMetaKey>();
+      auto& index = uniqueLinks.get<byMetaKey>();
       const auto found = index.find(key);
       if (found != index.end() && AreEquivalent(found->geometry, geometry)) {
         index.erase(found);
       }
     }
     if constexpr (ChangesValidated(set)) {
-      auto& index = validatedLinks.template get<byLink>();
+      auto& index = validatedLinks.get<byLink>();
       const auto found = index.find(LinkReference{key, geometry});
       if (found != index.end()) {
         index.erase(found);
@@ -111,7 +118,7 @@ class FloorOf {
   // All links are asked before the first one goes.
   void SetLinkValidater(Validator newValidator) {
     validator = std::move(newValidator);
-    auto& index = validatedLinks.template get<byMetaKey>();
+    auto& index = validatedLinks.get<byMetaKey>();
     std::vector<decltype(index.begin())> rejected;
     for (auto link = index.begin(); link != index.end(); ++link) {
       if (!validator(*link)) {
@@ -127,16 +134,15 @@ class FloorOf {
   void ReplaceMetaObjectKey(const Key& from, const Key& to) {
     const auto assign = [&to](Link& link) { link.metaKey = to; };
     if constexpr (ChangesUnique(set)) {
-      auto& index = uniqueLinks.template get<byMetaKey>();
+      auto& index = uniqueLinks.get<byMetaKey>();
       const auto found = index.find(from);
       if (found != index.end()) {
         index.modify(found, assign);
       }
     }
     if constexpr (ChangesValidated(set)) {
-      auto& index = validatedLinks.template get<byMetaKey>();
-      const auto [first, last] = index.equal_range(from);
-      for (auto link = first; link != last;) {
+      auto& index = validatedLinks.get<byMetaKey>();
+      for (auto link = index.find(from); link != index.end() && link->metaKey == from;) {
         index.modify(link++, assign);
       }
     }
@@ -144,14 +150,13 @@ class FloorOf {
 
   void ReplaceGeometryObject(const Geometry& from, const Geometry& to) {
     const auto assign = [&to](Link& link) { link.geometry = to; };
-    auto& uniqueIndex = uniqueLinks.template get<byGeometry>();
+    auto& uniqueIndex = uniqueLinks.get<byGeometry>();
     const auto found = uniqueIndex.find(from);
     if (found != uniqueIndex.end()) {
       uniqueIndex.modify(found, assign);
     }
-    auto& index = validatedLinks.template get<byGeometry>();
-    const auto [first, last] = index.equal_range(from);
-    for (auto link = first; link != last;) {
+    auto& index = validatedLinks.get<byGeometry>();
+    for (auto link = index.lower_bound(from); link != index.end() && !(from < link->geometry);) {
       index.modify(link++, assign);
     }
   }
@@ -231,12 +236,9 @@ class FloorOf {
     }
   }
 
-  UniqueContainer uniqueLinks;
-  ValidatedContainer validatedLinks;
+  UniqueLinks uniqueLinks;
+  ValidatedLinks validatedLinks;
   Validator validator = AcceptAny;
 };
-
-using Floor = FloorOf<UniqueLinks, ValidatedLinks>;
-using FloorInStandardMemory = FloorOf<InStandardMemory<UniqueLinks>::Type, InStandardMemory<ValidatedLinks>::Type>;
 
 }  // namespace bench
