@@ -48,8 +48,11 @@ void Print(const std::vector<Finding>& findings, bool json) {
 }
 
 int RunCheck(const CheckArguments& arguments) {
-  const std::unique_ptr<Document> document = LoadDocument(arguments.document);
-  const std::vector<Finding> findings = FindFaults(*document, FindEmbodiment(*document, arguments.embodiment));
+  Progress progress;
+  const std::unique_ptr<Document> document = LoadDocument(arguments.document, progress.Callback());
+  const std::vector<Finding> findings =
+      FindFaults(*document, FindEmbodiment(*document, arguments.embodiment), progress.Callback());
+  progress.End();
   Print(findings, arguments.json);
   return findings.empty() ? 0 : 1;
 }
@@ -67,13 +70,15 @@ std::size_t CountRepaired(const std::vector<Finding>& before, const std::vector<
 
 // Prints how much was found, and what is left.
 int RunRepair(const CheckArguments& arguments) {
-  DocumentEdit edit(arguments.document);
+  Progress progress;
+  DocumentEdit edit(arguments.document, progress.Callback());
   Document& document = edit.Get();
   const UniqueMetaObjectKey base = document.productData.RootEmbodiment();
-  const std::vector<Finding> before = FindFaults(document, base);
-  RepairLinks(document);
-  const std::vector<Finding> after = FindFaults(document, base);
-  edit.Save([&] {
+  const std::vector<Finding> before = FindFaults(document, base, progress.Callback());
+  RepairLinks(document, progress.Callback());
+  const std::vector<Finding> after = FindFaults(document, base, progress.Callback());
+  const auto print = [&] {
+    progress.End();
     if (!arguments.json) {
       PrintLine(
           fmt::format("{} found, {} repaired, {} left", before.size(), CountRepaired(before, after), after.size()));
@@ -82,7 +87,8 @@ int RunRepair(const CheckArguments& arguments) {
       Print(after, arguments.json);
     }
     FinishOutput();
-  });
+  };
+  edit.Save(print, progress.Callback());
   return after.empty() ? 0 : 1;
 }
 

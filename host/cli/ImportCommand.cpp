@@ -20,16 +20,20 @@ struct ImportArguments {
 };
 
 int RunImport(const ImportArguments& arguments) {
+  Progress progress;
   RequireOutputPlace(arguments.output);
-  const StepAssembly assembly = ReadStepInput(arguments.step);
+  const StepAssembly assembly = ReadStepInput(arguments.step, progress.Callback());
   Document document;
-  const MergeReport report = MergeAssembly(document, assembly, arguments.step.file.stem().string());
-  SaveDocument(document, arguments.output, [&] {
+  const MergeReport report =
+      MergeAssembly(document, assembly, arguments.step.file.stem().string(), progress.Callback());
+  const auto print = [&] {
+    progress.End();
     PrintStepWarnings(arguments.step, assembly);
     PrintLine(fmt::format("{} occurrences, {} products, {} bodies, {} warnings", report.occurrences, report.products,
                           report.bodies, assembly.warnings.size()));
     FinishOutput();
-  });
+  };
+  SaveDocument(document, arguments.output, print, progress.Callback());
   return 0;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <utility>
 
 #include <unistd.h>
 
@@ -104,17 +105,29 @@ nlohmann::ordered_json PathJson(const MbPath& path) {
   return elements;
 }
 
-Progress::Progress() : isTerminal(::isatty(STDERR_FILENO) == 1), startSeconds(NowSeconds()) {}
+Progress::Progress() : isOn(::isatty(STDERR_FILENO) == 1), startSeconds(NowSeconds()) {}
 
 Progress::~Progress() {
-  if (isShown) {
+  End();
+}
+
+ProgressCallback Progress::Callback() {
+  if (!isOn) {
+    return {};
+  }
+  return [this](std::string_view stage, double fraction) { Show(stage, fraction); };
+}
+
+void Progress::End() {
+  isOn = false;
+  if (std::exchange(isShown, false)) {
     // Progress that cannot be shown, nor wiped out, is no error.
     static_cast<void>(std::fputs("\r\033[K", stderr));
   }
 }
 
 void Progress::Show(std::string_view stage, double fraction) {
-  if (isTerminal && NowSeconds() - startSeconds > 1) {
+  if (isOn && NowSeconds() - startSeconds > 1) {
     isShown = true;
     fmt::print(stderr, "\r\033[K{} {:3.0f} %", stage, fraction * 100);
     static_cast<void>(std::fflush(stderr));

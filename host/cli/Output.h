@@ -9,6 +9,8 @@
 
 #include <qKernel/MbPath.h>
 
+#include "host/ProgressCallback.h"
+
 namespace host {
 
 /// Results go to standard output, everything else to standard error. Throws HostError where it is found that standard
@@ -49,18 +51,23 @@ class JsonList {
 /// The elements of a path, the outermost component first, as PathText writes them.
 nlohmann::ordered_json PathJson(const MbPath& path);
 
-/// Shows how far a long job is on a terminal at standard error, from its second second on; nothing elsewhere.
+/// Shows how far a command is on a terminal at standard error, from its second second on; nothing elsewhere.
 class Progress {
  public:
   Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
-  /// Removes what is shown.
   ~Progress();
-  void Show(std::string_view stage, double fraction);
+
+  /// Shows what it is told. Borrows this; empty where nothing is ever shown.
+  ProgressCallback Callback();
+  /// Removes what is shown, and shows no more: before anything else is printed. The destructor does so too.
+  void End();
 
  private:
-  bool isTerminal;
+  void Show(std::string_view stage, double fraction);
+
+  bool isOn;
   bool isShown = false;
   double startSeconds;
 };

@@ -40,14 +40,15 @@ std::vector<std::string> PlaceTexts(const std::vector<BodyPlace>& places) {
 }
 
 // The bills asked for: all of them, or that of the assembly in one component.
-std::vector<Bill> BillsAskedFor(const Document& document, const PositionsArguments& arguments) {
+std::vector<Bill> BillsAskedFor(const Document& document, const PositionsArguments& arguments,
+                                const ProgressCallback& progress) {
   const UniqueMetaObjectKey embodiment = FindEmbodiment(document, arguments.embodiment);
   if (arguments.flat) {
     std::vector<Bill> flat;
-    flat.push_back(MakeFlatBill(document, embodiment));
+    flat.push_back(MakeFlatBill(document, embodiment, progress));
     return flat;
   }
-  std::vector<Bill> bills = MakeBills(document, embodiment);
+  std::vector<Bill> bills = MakeBills(document, embodiment, progress);
   if (arguments.component.empty()) {
     return bills;
   }
@@ -182,8 +183,10 @@ int ReportDisagreements(const Document& document, const std::vector<Bill>& bills
 }
 
 int RunPositions(const PositionsArguments& arguments) {
-  const std::unique_ptr<Document> document = LoadDocument(arguments.document);
-  std::vector<Bill> bills = BillsAskedFor(*document, arguments);
+  Progress progress;
+  const std::unique_ptr<Document> document = LoadDocument(arguments.document, progress.Callback());
+  std::vector<Bill> bills = BillsAskedFor(*document, arguments, progress.Callback());
+  progress.End();
   for (Bill& bill : bills) {
     Sort(bill.lines, arguments.sort);
   }

@@ -17,11 +17,10 @@ void AddStepInput(CLI::App& verb, StepInput& input) {
                 "Leave the assemblies that an exporter wraps around the bodies of one part");
 }
 
-StepAssembly ReadStepInput(const StepInput& input) {
-  Progress progress;
+StepAssembly ReadStepInput(const StepInput& input, const ProgressCallback& progress) {
   StepReadOptions options;
   options.codePage = input.codePage;
-  options.progress = [&progress](std::string_view stage, double fraction) { progress.Show(stage, fraction); };
+  options.progress = progress;
   try {
     StepAssembly assembly = ReadStepFile(input.file, options);
     if (!input.keepWrappers) {

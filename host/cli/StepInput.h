@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <string>
 
+#include "host/ProgressCallback.h"
 #include "host/cli/Commands.h"
 #include "host/step/StepAssembly.h"
 
@@ -18,8 +19,8 @@ struct StepInput {
 /// Adds the file and the options to a verb.
 void AddStepInput(CLI::App& verb, StepInput& input);
 
-/// Reads the file, with progress on a terminal, and folds wrappers unless told otherwise. Throws HostError.
-StepAssembly ReadStepInput(const StepInput& input);
+/// Reads the file and folds wrappers unless told otherwise. Throws HostError.
+StepAssembly ReadStepInput(const StepInput& input, const ProgressCallback& progress);
 
 /// Prints what the reading had to tell.
 void PrintStepWarnings(const StepInput& input, const StepAssembly& assembly);

@@ -22,9 +22,10 @@ struct UpdateArguments {
   bool dryRun = false;
 };
 
-MergeReport Merge(Document& document, const StepAssembly& assembly, const UpdateArguments& arguments) {
+MergeReport Merge(Document& document, const StepAssembly& assembly, const UpdateArguments& arguments,
+                  const ProgressCallback& progress) {
   return WithFileName(arguments.step.file,
-                      [&] { return MergeAssembly(document, assembly, arguments.step.file.stem().string()); });
+                      [&] { return MergeAssembly(document, assembly, arguments.step.file.stem().string(), progress); });
 }
 
 void Print(const UpdateArguments& arguments, const StepAssembly& assembly, const MergeReport& report) {
@@ -38,9 +39,12 @@ void Print(const UpdateArguments& arguments, const StepAssembly& assembly, const
 }
 
 int RunDry(const UpdateArguments& arguments) {
-  const std::unique_ptr<Document> document = LoadDocument(arguments.document);
-  const StepAssembly assembly = ReadStepInput(arguments.step);
-  Print(arguments, assembly, Merge(*document, assembly, arguments));
+  Progress progress;
+  const std::unique_ptr<Document> document = LoadDocument(arguments.document, progress.Callback());
+  const StepAssembly assembly = ReadStepInput(arguments.step, progress.Callback());
+  const MergeReport report = Merge(*document, assembly, arguments, progress.Callback());
+  progress.End();
+  Print(arguments, assembly, report);
   return 0;
 }
 
@@ -48,11 +52,16 @@ int RunUpdate(const UpdateArguments& arguments) {
   if (arguments.output.empty()) {
     throw HostError("name the document to make with -o, or look first with --dry-run");
   }
+  Progress progress;
   RequireOutputPlace(arguments.output);
-  DocumentEdit edit(arguments.document, arguments.output);
-  const StepAssembly assembly = ReadStepInput(arguments.step);
-  const MergeReport report = Merge(edit.Get(), assembly, arguments);
-  edit.Save([&] { Print(arguments, assembly, report); });
+  DocumentEdit edit(arguments.document, arguments.output, progress.Callback());
+  const StepAssembly assembly = ReadStepInput(arguments.step, progress.Callback());
+  const MergeReport report = Merge(edit.Get(), assembly, arguments, progress.Callback());
+  const auto print = [&] {
+    progress.End();
+    Print(arguments, assembly, report);
+  };
+  edit.Save(print, progress.Callback());
   return 0;
 }
 

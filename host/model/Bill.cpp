@@ -23,9 +23,13 @@ class BillMaker {
         aggregator({&data}),
         view(model, rootEmbodiment) {}
 
-  std::vector<Bill> Make() {
+  std::vector<Bill> Make(const ProgressCallback& progress) {
+    ProgressStage counting(progress, "counting", document.components.size());
     StartBill(data.RootProduct(), embodiment, 0);
-    ForEachOccurrence(document, embodiment, [this](const HeldOccurrence& occurrence) { Add(occurrence); });
+    ForEachOccurrence(document, embodiment, [&](const HeldOccurrence& occurrence) {
+      Add(occurrence);
+      counting.Advance();
+    });
     for (Bill& bill : bills) {
       Finish(bill);
     }
@@ -127,15 +131,19 @@ std::set<meta_data::positions::PositionValue> PositionsOfBody(const Aggregator& 
   return meta_3d::GetPositionValues(aggregator, *document.links, body.ToWrapper(model, nullptr));
 }
 
-std::vector<Bill> MakeBills(const Document& document, const UniqueMetaObjectKey& rootEmbodiment) {
-  return BillMaker(document, rootEmbodiment).Make();
+std::vector<Bill> MakeBills(const Document& document, const UniqueMetaObjectKey& rootEmbodiment,
+                            const ProgressCallback& progress) {
+  return BillMaker(document, rootEmbodiment).Make(progress);
 }
 
-Bill MakeFlatBill(const Document& document, const UniqueMetaObjectKey& rootEmbodiment) {
+Bill MakeFlatBill(const Document& document, const UniqueMetaObjectKey& rootEmbodiment,
+                  const ProgressCallback& progress) {
+  ProgressStage counting(progress, "counting", document.components.size());
   const ProductData& data = document.productData;
   Bill bill{data.RootProduct(), rootEmbodiment, 0, {}};
   std::map<UniqueMetaObjectKey, BillLine> lines;
   ForEachOccurrence(document, rootEmbodiment, [&](const HeldOccurrence& occurrence) {
+    counting.Advance();
     const MetaObject* group = data.Find(occurrence.object->groupObject);
     const bool isPart = occurrence.object->type != MetaObjectType::assemblyOccurrence;
     if (!isPart || !CountsInBill(*occurrence.object) || (group != nullptr && !CountsInBill(*group))) {

@@ -7,6 +7,7 @@
 
 #include <qProdData/PositionValue.h>
 
+#include "host/ProgressCallback.h"
 #include "host/model/Aggregator.h"
 #include "host/model/ModelDocument.h"
 
@@ -77,9 +78,13 @@ std::set<meta_data::positions::PositionValue> PositionsOfBody(const Aggregator& 
 
 /// The bills of the root in this embodiment and of every assembly in it, each assembly once, in the order of the tree.
 /// Occurrences that the embodiment does not hold, and what is taken out of the bill, are left out. O(n log n).
-std::vector<Bill> MakeBills(const Document& document, const UniqueMetaObjectKey& rootEmbodiment);
+/// `progress` is told of "counting".
+std::vector<Bill> MakeBills(const Document& document, const UniqueMetaObjectKey& rootEmbodiment,
+                            const ProgressCallback& progress = {});
 
 /// One bill of all parts in the whole product, however deep, without positions; by marking, then by name.
-Bill MakeFlatBill(const Document& document, const UniqueMetaObjectKey& rootEmbodiment);
+/// `progress` as for MakeBills.
+Bill MakeFlatBill(const Document& document, const UniqueMetaObjectKey& rootEmbodiment,
+                  const ProgressCallback& progress = {});
 
 }  // namespace host

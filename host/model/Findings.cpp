@@ -40,7 +40,10 @@ class Search {
         view(model, rootEmbodiment),
         root(rootEmbodiment) {}
 
-  std::vector<Finding> Run() {
+  std::vector<Finding> Run(const ProgressCallback& progress) {
+    // Links: one to a component, unique, and two to a body, validated; a damaged document may have others.
+    checking = ProgressStage(progress, "checking",
+                             (1 + c_linksPerOccurrence) * document.components.size() + 2 * document.BodyCount());
     for (const LinkSet set : {LinkSet::Unique, LinkSet::Validated}) {
       document.links->ForEachLink([this, set](const ProductGeometryObject3D& link) { CheckLink(link, set); }, set);
     }
@@ -54,12 +57,16 @@ class Search {
   }
 
  private:
+  // To look at the bodies of an occurrence takes as long as so many links.
+  static constexpr std::size_t c_linksPerOccurrence = 4;
+
   void Add(Kind kind, std::string object, std::string body, std::string text) {
     findings[kind].push_back(
         {c_kindNames[static_cast<std::size_t>(kind)], std::move(object), std::move(body), std::move(text)});
   }
 
   void CheckLink(const ProductGeometryObject3D& link, LinkSet set) {
+    checking.Advance();
     if (!data.HasMetaObject(link.metaKey)) {
       AddLink(Kind::goneObject, link, set, "of a meta object that is gone");
     } else if (link.geometry.ToSomething(view) == nullptr) {
@@ -103,6 +110,7 @@ class Search {
 
   void CheckBodies() {
     ForEachOccurrence(document, root, [this](const HeldOccurrence& occurrence) {
+      checking.Advance(c_linksPerOccurrence);
       const auto bodies = document.bodies.find(*occurrence.path);
       if (bodies == document.bodies.end() || !NeedsPosition(*occurrence.object)) {
         return;
@@ -154,6 +162,7 @@ class Search {
   // By line; told already.
   std::set<std::pair<UniqueMetaObjectKey, std::int32_t>> sharedNumbers;
   std::map<Kind, std::vector<Finding>> findings;
+  ProgressStage checking;
 };
 
 // The geometry objects without a 3D object that some link names.
@@ -192,18 +201,25 @@ void RemoveInvalidUniqueLinks(Document& document) {
 
 }  // namespace
 
-std::vector<Finding> FindFaults(const Document& document, const UniqueMetaObjectKey& rootEmbodiment) {
-  return Search(document, rootEmbodiment).Run();
+std::vector<Finding> FindFaults(const Document& document, const UniqueMetaObjectKey& rootEmbodiment,
+                                const ProgressCallback& progress) {
+  return Search(document, rootEmbodiment).Run(progress);
 }
 
-void RepairLinks(Document& document) {
+void RepairLinks(Document& document, const ProgressCallback& progress) {
+  // The steps in parts of the time that they take.
+  ProgressStage repairing(progress, "repairing", 10);
   for (const GeometryObject3D& geometry : FindGoneGeometry(document)) {
     document.links->RemoveGeometryObjectLinks(geometry, LinkSet::Both);
   }
+  repairing.Advance(2);
   RebuildPositionLinks(document);
+  repairing.Advance(6);
   // A link of a meta object that is gone is not valid either.
   PurgeInvalidLinks(document);
+  repairing.Advance(1);
   RemoveInvalidUniqueLinks(document);
+  repairing.Advance(1);
 }
 
 }  // namespace host

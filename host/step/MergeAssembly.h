@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/ProgressCallback.h"
 #include "host/model/Document.h"
 #include "host/step/StepAssembly.h"
 
@@ -47,6 +48,8 @@ struct MergeReport {
 ///
 /// Throws DocumentError for what ExcessOf finds too much, or more components in one assembly than can be numbered; the
 /// document is then in no useful state. O(n log n), and O(links) for each sub-assembly that moved as a whole.
-MergeReport MergeAssembly(Document& document, const StepAssembly& assembly, const std::string& name);
+/// `progress` is told of "merging".
+MergeReport MergeAssembly(Document& document, const StepAssembly& assembly, const std::string& name,
+                          const ProgressCallback& progress = {});
 
 }  // namespace host

@@ -8,17 +8,12 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <string>
-#include <string_view>
 
+#include "host/ProgressCallback.h"
 #include "host/step/StepAssembly.h"
 
 namespace host {
-
-/// Told about once in 0.1 s while a file is read; `stage` is one word in English ("reading", "transferring"),
-/// `fraction` runs from 0 to 1 in each stage. May throw: then the reading ends and the exception passes on.
-using StepProgress = std::function<void(std::string_view stage, double fraction)>;
 
 /// The longest silence of the helper before it is taken for hung and killed. A file of 30 MB with 5,400 instances
 /// takes 13 s altogether and speaks all the while; one single body may keep the reader busy for long.
@@ -34,8 +29,8 @@ struct StepReadOptions {
   /// The code page of names written as raw bytes, under one of the names that the error for an unknown one lists.
   /// Empty: UTF-8, as the standard says; bytes that are none are reported as a warning.
   std::string codePage;
-  /// May be empty.
-  StepProgress progress;
+  /// Told about once in 0.1 s, of "reading" and "transferring".
+  ProgressCallback progress;
   /// The program to start; empty: FindStepReader().
   std::filesystem::path helperProgram;
   std::chrono::milliseconds inactivityLimit = c_stepInactivityLimit;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fstream>
 #include <limits>
+#include <numeric>
 #include <optional>
 #include <set>
 #include <string>
@@ -132,7 +133,8 @@ class OpenDocument {
     return database;
   }
 
-  void Load(Document& document) {
+  void Load(Document& document, const ProgressCallback& progress) {
+    opening = ProgressStage(progress, "opening", size);
     LoadSettings(document);
     LoadMetaObjects(document.productData);
     LoadAttributes(document.productData);
@@ -189,10 +191,12 @@ class OpenDocument {
     if (!rows.Step()) {
       return false;
     }
-    read += 1 + rows.SizeOfRow();
+    const std::uint64_t length = 1 + rows.SizeOfRow();
+    read += length;
     if (read > 2 * size) {
       FailDamaged(file, "its tables lead in circles");
     }
+    opening.Advance(length);
     return true;
   }
 
@@ -361,7 +365,7 @@ class OpenDocument {
     const Stream section = LinksSection();
     document.linksVersions = section.versions;
     document.links =
-        WithFileName(file, [&] { return ReadLinks(section, &document.productData, &document.droppedLinks); });
+        WithFileName(file, [&] { return ReadLinks(section, &document.productData, &document.droppedLinks, &opening); });
   }
 
   Stream ReadStream(const Statement& row, int firstColumn) const {
@@ -461,6 +465,9 @@ class OpenDocument {
   std::uint64_t size = 0;
   // Rows, and the bytes of their texts and blobs.
   std::uint64_t read = 0;
+  // Counts as `read` does, and the bytes of the links section. What the file has beside them stands for the time in
+  // which the store takes the links up.
+  ProgressStage opening;
 };
 
 // ---- writing
@@ -512,7 +519,7 @@ void WriteProperties(Statement& row, int first, const Properties& properties) {
   }
 }
 
-void WriteMetaObjects(Database& database, const ProductData& data) {
+void WriteMetaObjects(Database& database, const ProductData& data, ProgressStage& saving) {
   auto object = database.Prepare("INSERT INTO meta_object VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
   auto property = database.Prepare("INSERT INTO property VALUES (?, ?, ?, ?, ?)");
   auto attribute = database.Prepare("INSERT INTO attribute VALUES (?, ?, ?, ?)");
@@ -535,10 +542,11 @@ void WriteMetaObjects(Database& database, const ProductData& data) {
     }
     property.BindBlob(1, key.Bytes());
     WriteProperties(property, 2, metaObject.properties);
+    saving.Advance();
   }
 }
 
-void WriteGroups(Database& database, const ProductData& data) {
+void WriteGroups(Database& database, const ProductData& data, ProgressStage& saving) {
   auto member = database.Prepare("INSERT INTO group_member VALUES (?, ?)");
   auto value = database.Prepare("INSERT INTO group_property VALUES (?, ?, ?, ?, ?, ?)");
   for (const auto& [embodiment, group] : data.AllGroups()) {
@@ -546,6 +554,7 @@ void WriteGroups(Database& database, const ProductData& data) {
       member.BindBlob(1, embodiment.Bytes());
       member.BindBlob(2, key.Bytes());
       member.Run();
+      saving.Advance();
     }
     for (const auto& [key, properties] : group.values) {
       value.BindBlob(1, embodiment.Bytes());
@@ -555,7 +564,7 @@ void WriteGroups(Database& database, const ProductData& data) {
   }
 }
 
-void WriteModel(Database& database, const Document& document) {
+void WriteModel(Database& database, const Document& document, ProgressStage& saving) {
   auto component = database.Prepare("INSERT INTO component VALUES (?, ?, ?, ?, ?, ?, ?)");
   for (const auto& [path, value] : document.components) {
     const std::string blob = PathBlob(path);
@@ -567,6 +576,7 @@ void WriteModel(Database& database, const Document& document) {
     component.BindBlob(6, std::as_bytes(std::span(value.placement)));
     component.Bind(7, std::int64_t{value.nextElement});
     component.Run();
+    saving.Advance();
   }
   auto row = database.Prepare("INSERT INTO body VALUES (?, ?, ?, ?, ?, ?)");
   for (const auto& [path, bodies] : document.bodies) {
@@ -580,6 +590,7 @@ void WriteModel(Database& database, const Document& document) {
       row.BindText(5, body.displayName);
       row.BindText(6, body.fileId);
       row.Run();
+      saving.Advance();
     }
   }
 }
@@ -609,12 +620,22 @@ void WriteSettings(Database& database, const Document& document) {
   row.Run();
 }
 
-void WriteContent(Database& database, const Document& document) {
+void WriteContent(Database& database, const Document& document, ProgressStage& saving) {
   WriteSettings(database, document);
-  WriteMetaObjects(database, document.productData);
-  WriteGroups(database, document.productData);
-  WriteModel(database, document);
+  WriteMetaObjects(database, document.productData, saving);
+  WriteGroups(database, document.productData, saving);
+  WriteModel(database, document, saving);
   WriteStreams(database, document);
+}
+
+// What WriteContent counts: the rows of the tables that grow with the document.
+ProgressStage SavingStage(const Document& document, const ProgressCallback& progress) {
+  const auto& groups = document.productData.AllGroups();
+  const std::uint64_t members =
+      std::accumulate(groups.begin(), groups.end(), std::uint64_t{0},
+                      [](std::uint64_t sum, const auto& group) { return sum + group.second.members.size(); });
+  return {progress, "saving",
+          document.productData.All().size() + members + document.components.size() + document.BodyCount()};
 }
 
 // Where a document stands already it is opened and locked while the new one is made, so that no other program's
@@ -655,9 +676,9 @@ bool IsDatabaseFile(const std::filesystem::path& path) {
   return in.good() && std::string_view(head.data(), head.size()) == c_magic;
 }
 
-std::unique_ptr<Document> LoadDocument(const std::filesystem::path& path) {
+std::unique_ptr<Document> LoadDocument(const std::filesystem::path& path, const ProgressCallback& progress) {
   auto document = std::make_unique<Document>();
-  OpenDocument(path).Load(*document);
+  OpenDocument(path).Load(*document, progress);
   return document;
 }
 
@@ -669,30 +690,34 @@ class DocumentEdit::Source : public OpenDocument {
   using OpenDocument::OpenDocument;
 };
 
-DocumentEdit::DocumentEdit(const std::filesystem::path& path) : DocumentEdit(path, path) {}
+DocumentEdit::DocumentEdit(const std::filesystem::path& path, const ProgressCallback& progress)
+    : DocumentEdit(path, path, progress) {}
 
-DocumentEdit::DocumentEdit(const std::filesystem::path& path, const std::filesystem::path& output) : file(output) {
+DocumentEdit::DocumentEdit(const std::filesystem::path& path, const std::filesystem::path& output,
+                           const ProgressCallback& progress)
+    : file(output) {
   if (IsSamePlace(path, output)) {
     source = std::make_unique<Source>(path, OpenDocument::Purpose::change);
     document = std::make_unique<Document>();
-    source->Load(*document);
+    source->Load(*document, progress);
   } else {
-    document = LoadDocument(path);
+    document = LoadDocument(path, progress);
   }
 }
 
 DocumentEdit::~DocumentEdit() = default;
 
-void DocumentEdit::Save(const std::function<void()>& report) {
+void DocumentEdit::Save(const std::function<void()>& report, const ProgressCallback& progress) {
   if (source == nullptr) {
-    SaveDocument(*document, file, report);
+    SaveDocument(*document, file, report, progress);
     return;
   }
+  ProgressStage saving = SavingStage(*document, progress);
   Database& database = source->Connection();
   for (const Table& table : c_tables) {
     database.Execute(fmt::format("DELETE FROM {}", table.name).c_str());
   }
-  WithFileName(file, [&] { WriteContent(database, *document); });
+  WithFileName(file, [&] { WriteContent(database, *document, saving); });
   database.Flush();
   report();
   database.Execute("COMMIT");
@@ -704,10 +729,12 @@ void RequireOutputPlace(const std::filesystem::path& path) {
   const OutputFile place(path);
 }
 
-void SaveDocument(const Document& document, const std::filesystem::path& path, const std::function<void()>& report) {
+void SaveDocument(const Document& document, const std::filesystem::path& path, const std::function<void()>& report,
+                  const ProgressCallback& progress) {
   const std::optional<Database> replaced = LockReplaced(path);
   OutputFile output(path);
   {
+    ProgressStage saving = SavingStage(document, progress);
     Database database(output.TemporaryPath(), SQLITE_OPEN_READWRITE, path);
     // The file takes its name only when it is whole and on the disk, so it needs no journal beside it. (OFF is not to
     // be had of a connection that is on its guard.)
@@ -718,7 +745,7 @@ void SaveDocument(const Document& document, const std::filesystem::path& path, c
     for (const Table& table : c_tables) {
       database.Execute(table.declaration);
     }
-    WithFileName(path, [&] { WriteContent(database, document); });
+    WithFileName(path, [&] { WriteContent(database, document, saving); });
     database.Execute("COMMIT");
   }
   report();

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 
+#include "host/ProgressCallback.h"
 #include "host/model/Document.h"
 
 namespace host {
@@ -15,7 +16,8 @@ namespace host {
 bool IsDatabaseFile(const std::filesystem::path& path);
 
 /// Reads a document whole. Throws HostError for anything that is no readable document of this format. Never null.
-std::unique_ptr<Document> LoadDocument(const std::filesystem::path& path);
+/// `progress` is told of "opening".
+std::unique_ptr<Document> LoadDocument(const std::filesystem::path& path, const ProgressCallback& progress = {});
 
 /// A document that is read, changed and saved. In its place it is locked for writing from the reading to the saving, so
 /// that of two programs one waits for the other and then is refused, and no change is lost.
@@ -23,19 +25,21 @@ class DocumentEdit {
  public:
   /// To be saved in its place: reads the document under the lock. Throws as LoadDocument does, and where the document
   /// is read-only or locked.
-  explicit DocumentEdit(const std::filesystem::path& path);
+  explicit DocumentEdit(const std::filesystem::path& path, const ProgressCallback& progress = {});
   /// To be saved as `output`: in its place where that is the document itself, under whatever name, else as SaveDocument
   /// does.
-  DocumentEdit(const std::filesystem::path& path, const std::filesystem::path& output);
+  DocumentEdit(const std::filesystem::path& path, const std::filesystem::path& output,
+               const ProgressCallback& progress = {});
   DocumentEdit(const DocumentEdit&) = delete;
   DocumentEdit& operator=(const DocumentEdit&) = delete;
   /// Without a Save the file is as it was.
   ~DocumentEdit();
 
   Document& Get() noexcept { return *document; }
-  /// Writes the document, in its place as one transaction, and gives up the lock. At most once. `report` as for
-  /// SaveDocument; where something throws the file is as it was.
-  void Save(const std::function<void()>& report = [] {});
+  /// Writes the document, in its place as one transaction, and gives up the lock. At most once. `report` and
+  /// `progress` as for SaveDocument; where something throws the file is as it was.
+  void Save(
+      const std::function<void()>& report = [] {}, const ProgressCallback& progress = {});
 
  private:
   class Source;
@@ -60,7 +64,9 @@ void RequireOutputPlace(const std::filesystem::path& path);
 ///
 /// `report` is called when all is written and only the last step is missing; what it throws passes, and leaves
 /// everything as it was. So a program that cannot tell its result leaves none.
+/// `progress` is told of "saving", and of nothing from `report` on.
 void SaveDocument(
-    const Document& document, const std::filesystem::path& path, const std::function<void()>& report = [] {});
+    const Document& document, const std::filesystem::path& path, const std::function<void()>& report = [] {},
+    const ProgressCallback& progress = {});
 
 }  // namespace host

@@ -24,13 +24,13 @@ namespace {
 }  // namespace
 
 std::unique_ptr<IProductGeometryObjects3D> ReadLinks(const Stream& section, const IfMetaProductData* metaData,
-                                                     std::uint64_t* dropped) {
+                                                     std::uint64_t* dropped, ProgressStage* progress) {
   std::uint64_t records = 0;
   if (const auto fault = WalkSection(section.bytes, section.versions, {}, &records)) {
     FailDamaged(*fault);
   }
   auto links = CreateProductGeometryObjects3D(AcceptAnyLink);
-  StrictReader in(section.bytes, section.versions);
+  StrictReader in(section.bytes, section.versions, progress);
   try {
     ReadMetaObjectsLinks(in, *links, metaData);
   } catch (const StrictReadFailed& failed) {

@@ -8,6 +8,7 @@
 
 #include <qSys/reader.h>
 
+#include "host/ProgressCallback.h"
 #include "host/storage/SectionWalker.h"
 
 namespace host {
@@ -18,11 +19,13 @@ struct StrictReadFailed {
 };
 
 /// A reader for bytes that nobody vouches for: where a plain reader records a fault and goes on, this one throws
-/// StrictReadFailed at once, so that a count that lies cannot keep the library busy. Borrows the bytes.
+/// StrictReadFailed at once, so that a count that lies cannot keep the library busy. Borrows the bytes, and the stage
+/// that advances, where one is given, by the bytes that are read.
 class StrictReader final : public reader {
  public:
-  StrictReader(std::span<const std::byte> source, const StreamVersions& streamVersions) noexcept
-      : tape(streamVersions), bytes(source) {}
+  StrictReader(std::span<const std::byte> source, const StreamVersions& streamVersions,
+               ProgressStage* progress = nullptr) noexcept
+      : tape(streamVersions), bytes(source), stage(progress) {}
 
   bool readBlock(void* target, std::size_t length) override {
     if (length > bytes.size() - position) {
@@ -31,6 +34,9 @@ class StrictReader final : public reader {
     if (length != 0) {
       std::memcpy(target, bytes.data() + position, length);
       position += length;
+      if (stage != nullptr) {
+        stage->Advance(length);
+      }
     }
     return true;
   }
@@ -44,6 +50,7 @@ class StrictReader final : public reader {
  private:
   std::span<const std::byte> bytes;
   std::size_t position = 0;
+  ProgressStage* stage;
 };
 
 }  // namespace host

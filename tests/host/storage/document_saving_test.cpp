@@ -14,6 +14,7 @@
 #include "host/HostError.h"
 #include "host/storage/DocumentFile.h"
 #include "host/storage/Sqlite.h"
+#include "tests/host/ProgressRecord.h"
 #include "tests/host/storage/ChildProcess.h"
 #include "tests/host/storage/Folder.h"
 #include "tests/host/storage/SampleDocument.h"
@@ -65,6 +66,72 @@ TEST_F(DocumentSaving, GivesTheFileItsMarks) {
   // Of the header of an SQLite file: the user version at 60, the application id at 68, most significant byte first.
   EXPECT_EQ(bytes.substr(60, 4), std::string("\0\0\0\1", 4));
   EXPECT_EQ(bytes.substr(68, 4), "QPD3");
+}
+
+// ---- progress
+
+TEST_F(DocumentSaving, ReportsItsProgressAndNothingOnceItIsToldThatAllIsWritten) {
+  ProgressRecord record;
+  std::size_t reportsBefore = 0;
+  const SampleDocument sample;
+  host::SaveDocument(
+      sample, file, [&] { reportsBefore = record.reports; }, record.Callback());
+  EXPECT_THAT(record.stages, ElementsAre("saving"));
+  EXPECT_THAT(record.ends, ElementsAre(1));
+  // The begin, then each object, member, component and body: it is a small document.
+  EXPECT_EQ(record.reports, 1 + sample.productData.All().size() + 4 + sample.components.size() + sample.BodyCount());
+  EXPECT_EQ(record.reports, reportsBefore);
+  ExpectSame(sample, *host::LoadDocument(file));
+}
+
+TEST_F(DocumentSaving, InItsPlaceReportsTheProgressOfOpeningAndSaving) {
+  host::SaveDocument(SampleDocument(), file);
+  ProgressRecord record;
+  std::size_t reportsBefore = 0;
+  host::DocumentEdit edit(file, record.Callback());
+  edit.Save([&] { reportsBefore = record.reports; }, record.Callback());
+  EXPECT_THAT(record.stages, ElementsAre("opening", "saving"));
+  EXPECT_EQ(record.ends.back(), 1);
+  EXPECT_EQ(record.reports, reportsBefore);
+}
+
+TEST_F(DocumentSaving, ElsewhereReportsTheProgressOfOpeningAndSaving) {
+  host::SaveDocument(SampleDocument(), file);
+  ProgressRecord record;
+  host::DocumentEdit edit(file, folder / "b.qdoc", record.Callback());
+  edit.Save([] {}, record.Callback());
+  EXPECT_THAT(record.stages, ElementsAre("opening", "saving"));
+}
+
+TEST_F(DocumentSaving, LeavesEverythingAsItWasWhereItsProgressThrows) {
+  host::SaveDocument(SampleDocument(), file);
+  const std::string before = BytesOfFile(file);
+  const auto fail = [](std::string_view, double fraction) {
+    if (fraction > 0.5) {
+      throw host::HostError("enough");
+    }
+  };
+  EXPECT_EQ(ErrorOf([&] {
+              host::SaveDocument(
+                  SampleDocument(), file, [] {}, fail);
+            }),
+            "enough");
+  EXPECT_EQ(BytesOfFile(file), before);
+  EXPECT_THAT(folder.Names(), ElementsAre("a.qdoc"));
+}
+
+TEST_F(DocumentSaving, IsFollowedByAnOpeningThatReportsTheLinksAsWell) {
+  host::Document document;
+  for (std::uint32_t i = 0; i < 2'000; ++i) {
+    document.links->AddLink(KeyOf("line"), {1, ComponentPath{i}, {}, MbName("body-1")}, LinkSet::Validated);
+  }
+  host::SaveDocument(document, file);
+  ProgressRecord record;
+  ExpectSame(document, *host::LoadDocument(file, record.Callback()));
+  EXPECT_THAT(record.stages, ElementsAre("opening"));
+  // Next to nothing else is in the file.
+  EXPECT_GT(record.ends.back(), 0.5);
+  EXPECT_THAT(record.reports, testing::AllOf(testing::Ge(20u), testing::Le(220u)));
 }
 
 // ---- what is not overwritten
