@@ -1,6 +1,5 @@
 #include "bench/Documents.h"
 
-#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -22,7 +21,7 @@ class AssemblyMaker {
  public:
   host::StepAssembly Make(std::size_t linkCount) {
     const std::size_t root = AddProduct("root");
-    const std::size_t machineUses = std::max<std::size_t>(1, linkCount / c_linksOfMachine);
+    const std::size_t machineUses = (linkCount + c_linksOfMachine - 1) / c_linksOfMachine;
     std::size_t machine = 0;
     for (std::size_t i = 0; i < machineUses; ++i) {
       if (i % c_machineUses == 0) {

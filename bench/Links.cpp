@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <random>
 #include <utility>
 
@@ -164,7 +165,8 @@ void AddBodies(Collector& links, Tree& tree, Keys& keys, Random& random) {
   }
 }
 
-void AddHubs(Collector& links, Tree& tree, Keys& keys) {
+// Returns a link of both.
+Link AddHubs(Collector& links, Tree& tree, Keys& keys) {
   const std::size_t count = std::min(c_maxHub, links.Left() / 2);
   const Key hubKey = keys.Next();
   links.NoteKey(hubKey);
@@ -180,6 +182,7 @@ void AddHubs(Collector& links, Tree& tree, Keys& keys) {
     links.NoteKey(key);
     links.Add(key, hub);
   }
+  return {hubKey, hub};
 }
 
 template <class Value>
@@ -189,6 +192,17 @@ void ShuffleAndCut(std::vector<Value>& values, Random& random) {
   values.shrink_to_fit();
 }
 
+// In place of another where the cut has dropped it: what is asked for has to be among what is drawn.
+template <class Value>
+void PutFirst(std::vector<Value>& values, const Value& wanted) {
+  const auto found = std::find(values.begin(), values.end(), wanted);
+  if (found != values.end()) {
+    std::iter_swap(values.begin(), found);
+  } else {
+    values.front() = wanted;
+  }
+}
+
 // A geometry object of the same place with a name that none has.
 Geometry Unlinked(const Geometry& linked) {
   Geometry result = linked;
@@ -196,11 +210,15 @@ Geometry Unlinked(const Geometry& linked) {
   return result;
 }
 
-void Finish(SetLinks& set, Keys& keys, Random& random) {
+void Finish(SetLinks& set, Keys& keys, Random& random, const std::optional<Link>& hubs = {}) {
   set.keyCount = set.keys.size();
   random.Shuffle(set.links);
   ShuffleAndCut(set.keys, random);
   ShuffleAndCut(set.geometry, random);
+  if (hubs) {
+    PutFirst(set.keys, hubs->metaKey);
+    PutFirst(set.geometry, hubs->geometry);
+  }
   // A random part already, and asked for in another order than the one of entry.
   set.pairs.assign(set.links.begin(),
                    set.links.begin() + static_cast<std::ptrdiff_t>(std::min(set.links.size(), c_maxSample)));
@@ -239,11 +257,12 @@ Workset MakeWorkset(const Case& which) {
   }
   Tree tree(random);
   Collector links(result.validated, which.size);
+  std::optional<Link> hubs;
   if (which.shape == Shape::hostile) {
-    AddHubs(links, tree, keys);
+    hubs = AddHubs(links, tree, keys);
   }
   AddBodies(links, tree, keys, random);
-  Finish(result.validated, keys, random);
+  Finish(result.validated, keys, random, hubs);
   return result;
 }
 

@@ -18,8 +18,10 @@ using Link = ProductGeometryObject3D;
 
 /// What the links look like.
 enum class Shape {
-  /// As documents have them. A component is one to five levels below the root and has 1 to 50 bodies; its occurrence
-  /// and its line are linked to each of them. In the unique set an occurrence is linked to its component.
+  /// As documents have them. A component is one to five levels below the root. In the unique set an occurrence is
+  /// linked
+  /// to its component; in the validated set, which has components and keys of its own, an occurrence and its line are
+  /// linked to each of the component's 1 to 50 bodies.
   realistic,
   /// Validated links only: one key with 100,000 geometry objects and one geometry object with 100,000 keys, of fewer
   /// links half for each; what is left is realistic.
@@ -49,7 +51,8 @@ struct SetLinks {
   std::vector<Link> links;
   /// How many different keys these have.
   std::size_t keyCount = 0;
-  /// At most c_maxSample of each: keys, geometry objects and links of the set.
+  /// At most c_maxSample of each: keys, geometry objects and links of the set. In the hostile shape the key and the
+  /// geometry object with the most links are among them.
   std::vector<Key> keys;
   std::vector<Geometry> geometry;
   std::vector<Link> pairs;

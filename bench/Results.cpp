@@ -92,6 +92,10 @@ void Results::TakeContent(LinkSet set, const Link& link) {
   Mix(digest, DigestOf(renamed == oldKeys.end() ? link.metaKey : renamed->second));
   Mix(digest, DigestOf(link.geometry));
   outcome.content += digest;
+  if (renamed != oldKeys.end()) {
+    outcome.renamed += digest;
+    ++outcome.renamedCount;
+  }
 }
 
 void Results::TakeParts(std::vector<std::uint64_t> parts) {

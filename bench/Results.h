@@ -19,8 +19,11 @@ struct Outcome {
   std::uint64_t answersAsCame = 0;
   /// The answers, each with its parts sorted, since not all contenders keep the order of entry.
   std::uint64_t answersSorted = 0;
-  /// The links of both sets, in no order.
+  /// The links of both sets, in no order, under the keys that they had.
   std::uint64_t content = 0;
+  /// Those of them that have a new key, and how many.
+  std::uint64_t renamed = 0;
+  std::uint64_t renamedCount = 0;
 };
 
 /// Takes what the operations of a workload answer. While a workload is timed it only counts; to compare contenders it
@@ -65,5 +68,14 @@ class Results {
   // New key to old key.
   RenamedKeys oldKeys;
 };
+
+/// Takes the links of both sets of a contender.
+template <class Contender>
+void TakeContent(const Contender& contender, Results& results) {
+  contender.template ForEachLink<LinkSet::Unique>(
+      [&results](const Link& link) { results.TakeContent(LinkSet::Unique, link); });
+  contender.template ForEachLink<LinkSet::Validated>(
+      [&results](const Link& link) { results.TakeContent(LinkSet::Validated, link); });
+}
 
 }  // namespace bench

@@ -38,7 +38,8 @@ class StoreBench {
   virtual std::vector<Job> Jobs(Phase phase) = 0;
 };
 
-/// All contenders, the library first. They borrow the workset.
+/// All contenders, the library first. They borrow the workset. Their jobs throw Disagreement where a pass comes to
+/// another number of answers than any contender's pass of the same workload before.
 std::vector<std::unique_ptr<StoreBench>> MakeStoreBenches(const Workset& workset);
 
 /// Does every workload of every contender and compares what it comes to with what the library comes to. Throws

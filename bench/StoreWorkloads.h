@@ -23,8 +23,7 @@ enum class Phase {
   lookUp,
   /// As lookUp, but changes the store; Workload::undo brings it back.
   change,
-  /// As change, but for what costs more to bring back than to do. It comes last, and is brought back only where a
-  /// repetition has several passes; a few more passes over a large store find it nearly as it was.
+  /// As change, but what is brought back differs in the order of the links of a key. It comes last.
   last,
 };
 
@@ -193,7 +192,8 @@ class StoreWorkloads {
     }
   }
 
-  // The operation always works on both sets; the name tells in which one the geometry objects are linked.
+  // The operation always works on both sets; the name tells in which one the geometry objects are linked. Each takes
+  // the place of another, under a name that nothing there has.
   void ReplaceGeometry(const std::string& name, const SetLinks& links) {
     if constexpr (requires(Contender & contender, const Geometry& geometry) {
                     contender.ReplaceGeometryObject(geometry, geometry);
@@ -204,12 +204,17 @@ class StoreWorkloads {
           contender.ReplaceGeometryObject(oldGeometry, newGeometry);
         });
       };
+      std::vector<Geometry> elsewhere = links.missingGeometry;
+      std::rotate(elsewhere.begin(), elsewhere.begin() + 1, elsewhere.end());
+      const auto replacements = std::make_shared<const std::vector<Geometry>>(std::move(elsewhere));
       Add(
           Phase::change, name, links.geometry.size(),
-          [&links, replaceAll](Contender& contender, Results&) {
-            replaceAll(contender, links.geometry, links.missingGeometry);
+          [&links, replaceAll, replacements](Contender& contender, Results&) {
+            replaceAll(contender, links.geometry, *replacements);
           },
-          [&links, replaceAll](Contender& contender) { replaceAll(contender, links.missingGeometry, links.geometry); });
+          [&links, replaceAll, replacements](Contender& contender) {
+            replaceAll(contender, *replacements, links.geometry);
+          });
     }
   }
 

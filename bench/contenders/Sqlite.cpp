@@ -51,7 +51,7 @@ Geometry Decoded(std::string_view bytes, std::string_view second) {
   geometry.objectType = NumberAt(bytes);
   bytes.remove_prefix(c_numberLength);
   TakePath(bytes, geometry.componentPath);
-  geometry.objectName = MbName(std::string(bytes));
+  geometry.objectName = MbName(bytes);
   if (!second.empty()) {
     TakePath(second, geometry.secondPath);
   }
@@ -90,6 +90,14 @@ bool Step(sqlite3_stmt* statement) {
   return code == SQLITE_ROW;
 }
 
+template <class Visit>
+void ForEachRow(sqlite3_stmt* statement, const Visit& visit) {
+  while (Step(statement)) {
+    visit(statement);
+  }
+  sqlite3_reset(statement);
+}
+
 void Run(sqlite3_stmt* statement) {
   Step(statement);
   sqlite3_reset(statement);
@@ -99,7 +107,8 @@ void Run(sqlite3_stmt* statement) {
 
 Sqlite::Sqlite() {
   sqlite3* handle = nullptr;
-  const int code = sqlite3_open(":memory:", &handle);
+  const int code =
+      sqlite3_open_v2(":memory:", &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
   database.reset(handle);
   if (code != SQLITE_OK) {
     Fail(handle);
@@ -143,7 +152,9 @@ Sqlite::Table Sqlite::PrepareTable(const std::string& name) const {
   table.removeGeometry = Prepare("DELETE FROM " + name + " WHERE geometry=?1");
   table.moveRow = Prepare("UPDATE OR IGNORE " + name + " SET geometry=?2 WHERE rowid=?1");
   table.rekeyRow = Prepare("UPDATE OR IGNORE " + name + " SET key=?2 WHERE rowid=?1");
-  table.walk = Prepare("SELECT rowid, key, geometry, second FROM " + name + " ORDER BY key");
+  table.walk = Prepare("SELECT rowid, key, geometry, second FROM " + name);
+  table.walkKeys = Prepare("SELECT rowid, key FROM " + name + " ORDER BY key");
+  table.walkGeometry = Prepare("SELECT rowid, geometry FROM " + name);
   return table;
 }
 
@@ -191,7 +202,7 @@ Key Sqlite::FirstKey(const Table& table, const Geometry& geometry) const {
   Bind(statement, 1, Encoded(geometry));
   Key result;
   if (Step(statement)) {
-    result = Key(std::string(Column(statement, 0)));
+    result = Key(Column(statement, 0));
   }
   sqlite3_reset(statement);
   return result;
@@ -202,7 +213,7 @@ std::vector<Key> Sqlite::GetMetaObjectKeys(const Geometry& geometry) const {
   Bind(statement, 1, Encoded(geometry));
   std::vector<Key> result;
   while (Step(statement)) {
-    result.emplace_back(std::string(Column(statement, 0)));
+    result.emplace_back(Column(statement, 0));
   }
   sqlite3_reset(statement);
   return result;
@@ -271,10 +282,11 @@ void Sqlite::ReplaceComponentPath(const MbPath& from, const MbPath& to) {
 
 void Sqlite::MoveBranch(const Table& table, const MbPath& from, const MbPath& to) {
   std::vector<std::pair<std::int64_t, Geometry>> moved;
-  Walk(table, [&](std::int64_t row, const Link& link) {
-    const ComponentPath& path = link.geometry.componentPath;
+  ForEachRow(table.walkGeometry.get(), [&](sqlite3_stmt* row) {
+    Geometry geometry = Decoded(Column(row, 1), {});
+    const ComponentPath& path = geometry.componentPath;
     if (from.Count() <= path.Count() && std::equal(from.begin(), from.end(), path.end() - from.Count())) {
-      moved.emplace_back(row, link.geometry);
+      moved.emplace_back(sqlite3_column_int64(row, 0), std::move(geometry));
     }
   });
   for (auto& [row, geometry] : moved) {
@@ -300,16 +312,17 @@ RenamedKeys Sqlite::RegenerateMetaObjectKeys() {
 void Sqlite::RegenerateKeys(const Table& table, RenamedKeys& renamed) {
   std::vector<std::pair<std::int64_t, const Key*>> changes;
   Key last;
-  Walk(table, [&](std::int64_t row, const Link& link) {
-    if (!changes.empty() && link.metaKey == last) {
+  ForEachRow(table.walkKeys.get(), [&](sqlite3_stmt* row) {
+    const std::string_view bytes = Column(row, 1);
+    if (!changes.empty() && bytes == last.Bytes()) {
       return;
     }
-    last = link.metaKey;
-    auto entry = renamed.lower_bound(link.metaKey);
-    if (entry == renamed.end() || link.metaKey < entry->first) {
-      entry = renamed.emplace_hint(entry, link.metaKey, Key::Generate());
+    last = Key(bytes);
+    auto entry = renamed.lower_bound(last);
+    if (entry == renamed.end() || last < entry->first) {
+      entry = renamed.emplace_hint(entry, last, Key::Generate());
     }
-    changes.emplace_back(row, &entry->second);
+    changes.emplace_back(sqlite3_column_int64(row, 0), &entry->second);
   });
   for (const auto& [row, key] : changes) {
     sqlite3_bind_int64(table.rekeyRow.get(), 1, row);
@@ -319,12 +332,9 @@ void Sqlite::RegenerateKeys(const Table& table, RenamedKeys& renamed) {
 }
 
 void Sqlite::Walk(const Table& table, const std::function<void(std::int64_t row, const Link& link)>& visit) const {
-  sqlite3_stmt* statement = table.walk.get();
-  while (Step(statement)) {
-    const Link link{Key(std::string(Column(statement, 1))), Decoded(Column(statement, 2), Column(statement, 3))};
-    visit(sqlite3_column_int64(statement, 0), link);
-  }
-  sqlite3_reset(statement);
+  ForEachRow(table.walk.get(), [&visit](sqlite3_stmt* row) {
+    visit(sqlite3_column_int64(row, 0), {Key(Column(row, 1)), Decoded(Column(row, 2), Column(row, 3))});
+  });
 }
 
 }  // namespace bench

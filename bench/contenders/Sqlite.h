@@ -112,6 +112,8 @@ class Sqlite {
     Statement moveRow;
     Statement rekeyRow;
     Statement walk;
+    Statement walkKeys;
+    Statement walkGeometry;
   };
 
   template <LinkSet set>
