@@ -26,7 +26,7 @@ using UniqueLinks = boost::multi_index_container<
 
 /// Many to many, a pair once. In the two non-unique indexes records that compare equal stand in order of entry. So the
 /// only hint that may be given here is the end: the container hands a hint to every index, and at any other place a
-/// record would enter before its equals. At the end it is put where it belongs if that is the last place, which takes
+/// record may enter before its equals. At the end it is put where it belongs if that is the last place, which takes
 /// one comparison, and else as without a hint.
 using ValidatedLinks = boost::multi_index_container<
     ProductGeometryObject3D,

@@ -62,8 +62,8 @@ auto RangeOf(const OrderedIndex& index, const What& what) {
   return std::tuple(first, end, count);
 }
 
-// A path that gets no memory can come out empty without an exception (ExceptionMode). A look-up with such a copy would
-// find another object, so where one is needed for a look-up the operation ends instead.
+// A path that gets no memory can come out empty without an exception (ExceptionMode). Such a copy names another object,
+// so where one is looked up with, or takes the place of what is stored, the operation ends instead.
 void RequireWhole(const MbPath& copy, const MbPath& original) {
   if (copy.Count() != original.Count()) {
     throw std::bad_alloc();
@@ -200,8 +200,8 @@ void ReplaceTail(MbPath& path, const MbPath& tail) {
 }
 
 // Gives each link of the branch its new path. If an equivalent link stands in front, which an earlier change brought
-// there, the first of them is changed in its stead, as a search would find it, and takes its geometry object. No link
-// is touched before its own turn, so the places stay good.
+// there or left as it was, the first of them is changed in its stead, as a search would find it, and takes its geometry
+// object; the path of both ends in `to` by then. No link is touched before its own turn, so the places stay good.
 template <class Links>
 void MoveBranch(Links& links, const ComponentPath& fromOutermostFirst, const MbPath& to) {
   auto& index = Index<byGeometry>(links);
@@ -210,9 +210,8 @@ void MoveBranch(Links& links, const ComponentPath& fromOutermostFirst, const MbP
       index.modify(listed, [&to](auto& record) { ReplaceTail(record.geometry.componentPath, to); });
       continue;
     }
-    GeometryObject3D moved = OwnCopy<GeometryObject3D>(listed->geometry);
-    ReplaceTail(moved.componentPath, to);
-    index.modify(index.find(listed->geometry), [&moved](auto& record) { record.geometry = std::move(moved); });
+    GeometryObject3D taken = OwnCopy<GeometryObject3D>(listed->geometry);
+    index.modify(index.find(listed->geometry), [&taken](auto& record) { record.geometry = std::move(taken); });
   }
 }
 
@@ -254,7 +253,6 @@ void RenewFirstLinks(Links& links, const KeyMap& newKeys) {
     } else {
       --next;
       AssignKey(links, found, newKey);
-      ++next;
     }
   }
 }
@@ -313,8 +311,8 @@ void ProductGeometryObjects3D::AddLink(const UniqueMetaObjectKey& key, const Geo
   // Moved away above only where the validated set stays as it is.
   // NOLINTNEXTLINE(bugprone-use-after-move)
   if (ChangesValidated(set) && linkValidator(record)) {
-    // Where links come in the order of their keys, as a section holds them, the hint saves the searches by key and by
-    // link. Anywhere else it costs a comparison in each index.
+    // Where links come in the order of their keys, as a section holds them, the hint saves the search by key, and with
+    // a new key that by link. Anywhere else it costs a comparison in each index.
     if (validatedLinks.empty() || !(record.metaKey < std::prev(validatedLinks.end())->metaKey)) {
       validatedLinks.insert(validatedLinks.end(), std::move(record));
     } else {

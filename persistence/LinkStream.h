@@ -16,8 +16,9 @@
 /// remaining fields and records are still attempted, and what is missing has its default or is partial.
 
 /// A number of records or of path elements; its width goes by the math version. A 16-bit stream carries none: the
-/// fault io::state::narrowStream is recorded and nothing is written, or 0 is read. In a 32-bit stream a count that
-/// does not fit records io::state::countOverflow and is written cut. All ones stays all ones in every form.
+/// fault io::state::narrowStream is recorded and nothing is written, or 0 is read. A count that does not fit into 32
+/// bits records io::state::countOverflow unless the stream has 64, and is written cut. All ones stays all ones in every
+/// form that carries counts.
 void WriteCount(writer& out, std::uint64_t count);
 std::uint64_t ReadCount(reader& in);
 

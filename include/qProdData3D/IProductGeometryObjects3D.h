@@ -28,12 +28,14 @@ class writer;
 /// The sets are independent: a pair may be in both, in one or in neither. Geometry objects are the same to a store
 /// when neither is less than the other (GeometryObject3D::operator<); only where a contract says "equal" does
 /// operator== count. Links come in key order (unsigned bytes, the shorter key first on a common beginning); links of
-/// the validated set with the same key, or the same geometry object, come in the order in which they entered.
+/// the validated set with the same key, or the same geometry object, come in order of entry: in the order in which
+/// they were added, unless an operation changed them. A changed link stays where it is among those that it is now equal
+/// to as long as its neighbours allow that, and else goes behind them.
 ///
 /// Nothing reports an error by its result: what is not linked makes a removal or replacement a no-op and a query
 /// empty; a duplicate makes an insertion a no-op. Exceptions of the validator, of a visitor, of the platform and of
-/// memory allocation pass unchanged, and what an operation did before one stays done. Arguments may refer to keys
-/// that the store itself holds.
+/// memory allocation pass unchanged, and what an operation did before one stays done. Arguments may refer to
+/// what the store itself holds.
 ///
 /// With ExceptionMode off a path that gets no memory is lost without an exception (MbPath) and the operation goes on:
 /// a link may be added, an answer given or written, and a write path kept, whose path is empty. The other paths, and
@@ -132,8 +134,8 @@ class QPRODDATA3D_API IProductGeometryObjects3D : public IProductGeometryObjects
   /// Moves the links of a branch of the component tree, in both sets: where a geometry object's component path lies
   /// in the branch `from` (ComponentPath::IsSubDirectory), its last n elements become those of `to`, n being the
   /// number of elements of `to`; the path keeps its length. Links are changed in the order of geometry objects, each by
-  /// a search for its object: one that an earlier change put first among equivalent ones is changed again in their
-  /// stead, and takes that object's second path. A changed link that meets another is dropped as in
+  /// a search for its object: the first among equivalent ones, where an earlier change put or left it, is changed
+  /// again in their stead, and takes that object's second path. A changed link that meets another is dropped as in
   /// ReplaceGeometryObject. Equal paths change nothing. `to` must not be longer than a path in the branch.
   virtual void ReplaceComponentPath(const MbPath& from, const MbPath& to) = 0;
 

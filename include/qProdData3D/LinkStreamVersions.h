@@ -3,8 +3,8 @@
 #include <cstdint>
 
 /// Which version of the application's streams carries what of the links section. Writer and reader ask these
-/// functions and nothing else. A change of the form gets a row of its own here, with the first version that writes
-/// it; rows are never edited, since documents of every version are about.
+/// functions, and of the math version how wide a count is. A change of the form gets a row of its own here, with the
+/// first version that writes it; rows are never edited, since documents of every version are about.
 namespace link_stream {
 
 /// Application versions.

@@ -11,9 +11,10 @@ class reader;
 /// of which must pass the store's validator.
 ///
 /// With `metaData` null the unique links are added in key order as they stand. With product data at hand links to
-/// components of assemblies (type 200) are added first; of all other links to one geometry object one is chosen: the
-/// last, in stream order, whose meta object exists and whose related meta objects, if it has any, begin with one that
-/// the store already links; failing that the first.
+/// components of assemblies (type 200) are added first; of all other links to one geometry object (neighbours in
+/// the order of geometry objects that are equal) one is chosen: the last, in stream order, whose meta object exists and
+/// whose related meta objects, if it has any, begin with one that the store already links; failing that the first. A
+/// chosen link with an empty key is not added.
 ///
 /// Faults are recorded on the stream and not looked at: what was read, complete or not, is merged, and record counts
 /// are believed. A caller that reads bytes it does not trust checks them first. Nothing reaches the store before the
