@@ -245,7 +245,8 @@ class Source:
         while not (isinstance(items[end], Token) and items[end].text == ";"):
             end += 1
         body, span = list(items[i:end]), (item.start, items[end].end)
-        if not body or is_word(item, "using", "static_assert", "Q_ASSERT_CALLER", "typedef"):
+        # What the processor is asked to fetch beforehand changes no behaviour, whatever it is.
+        if not body or is_word(item, "using", "static_assert", "Q_ASSERT_CALLER", "typedef", "__builtin_prefetch"):
             return end + 1, None, False
         if is_word(item, "return", "continue", "break", "throw"):
             if is_word(item, "return") and len(body) > 1:
