@@ -3,6 +3,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -18,6 +19,12 @@ constexpr int c_badInput = 2;
 int ReportFailure(const std::string& text) {
   fmt::print(stderr, "qlinks: {}\n", host::OneLine(text));
   return c_badInput;
+}
+
+// The verb's own help, where one is asked for: the general one does not show what it is that is wrong.
+std::string HelpCommand(const CLI::App& app) {
+  const std::vector<CLI::App*> verbs = app.get_subcommands();
+  return verbs.empty() ? "qlinks --help" : fmt::format("qlinks {} --help", verbs.front()->get_name());
 }
 
 // Reads the command line and runs the verb.
@@ -51,7 +58,7 @@ int Run(int argc, char** argv) {
       host::FinishOutput();
       return 0;
     }
-    return ReportFailure(fmt::format("{}; 'qlinks --help' shows the usage", error.what()));
+    return ReportFailure(fmt::format("{}; '{}' shows the usage", error.what(), HelpCommand(app)));
   }
   const int status = command();
   host::FinishOutput();

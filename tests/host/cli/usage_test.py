@@ -57,7 +57,7 @@ class BadUsage(QlinksTest):
 
     def test_a_verb_without_its_file(self):
         for verb in OPTIONS:
-            self.assert_refused("'qlinks --help' shows the usage", verb)
+            self.assert_refused(f"'qlinks {verb} --help' shows the usage", verb)
 
     def test_an_unknown_option(self):
         doc = self.document().path
