@@ -19,9 +19,8 @@ using Link = ProductGeometryObject3D;
 /// What the links look like.
 enum class Shape {
   /// As documents have them. A component is one to five levels below the root. In the unique set an occurrence is
-  /// linked
-  /// to its component; in the validated set, which has components and keys of its own, an occurrence and its line are
-  /// linked to each of the component's 1 to 50 bodies.
+  /// linked to its component; in the validated set, which has components and keys of its own, an occurrence and its
+  /// line are linked to each of the component's 1 to 50 bodies.
   realistic,
   /// Validated links only: one key with 100,000 geometry objects and one geometry object with 100,000 keys, of fewer
   /// links half for each; what is left is realistic.
